@@ -1,0 +1,13 @@
+# Finds METIS (graph partitioning and nested dissection) as METIS::METIS.
+find_path(METIS_INCLUDE_DIR metis.h)
+find_library(METIS_LIBRARY metis)
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(METIS REQUIRED_VARS METIS_LIBRARY METIS_INCLUDE_DIR
+  REASON_FAILURE_MESSAGE "install the package libmetis-dev")
+if(METIS_FOUND AND NOT TARGET METIS::METIS)
+  add_library(METIS::METIS UNKNOWN IMPORTED)
+  set_target_properties(METIS::METIS PROPERTIES
+    IMPORTED_LOCATION "${METIS_LIBRARY}" INTERFACE_SYSTEM_INCLUDE_DIRECTORIES "${METIS_INCLUDE_DIR}")
+  target_include_directories(METIS::METIS SYSTEM INTERFACE "${METIS_INCLUDE_DIR}")
+endif()
+mark_as_advanced(METIS_INCLUDE_DIR METIS_LIBRARY)

@@ -1,0 +1,16 @@
+# vematrix_add_test(<name> [INTERNAL] [LABELS <label>...] [LIBRARIES <target>...] SOURCES <file>...)
+#
+# One GoogleTest executable, run by ctest as one test. A test sees the shared library as a host does; with
+# INTERNAL it is linked with the library's objects instead and reaches functions that are not exported.
+function(vematrix_add_test name)
+  cmake_parse_arguments(ARG "INTERNAL" "TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE
+    $<IF:$<BOOL:${ARG_INTERNAL}>,vematrix_internals,vematrix::vematrix>
+    vematrix_test_support vematrix_warnings ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
+  add_test(NAME ${name} COMMAND ${name})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 600)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
