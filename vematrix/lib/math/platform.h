@@ -1,0 +1,39 @@
+#pragma once
+// Everything the library asks of the operating system, in one place: files, their names, the environment.
+#include <cstdio>
+#include <string>
+
+namespace Vessa {
+namespace Matrix {
+namespace math {
+
+/// The character between a folder and a file name: '\\' on Windows, '/' elsewhere.
+extern const char kPathSeparator;
+
+/// Converts a wide name to UTF-8 without the C locale's help (its default knows only ASCII).
+///
+/// Units of 16 bits are read as UTF-16 and of 32 bits as code points. Returns an empty string for null and
+/// for a name that is no text (a lone surrogate, a value above U+10FFFF): opening such a name then fails.
+std::string WideToUtf8(const wchar_t* name);
+
+/// Whether `name` says by itself where it lies: it holds a backslash or, off Windows, a slash.
+bool HasFolder(const std::string& name);
+
+/// fopen with a narrow (off Windows: UTF-8) or a wide name; null on failure, for a null and for an empty
+/// name.
+std::FILE* OpenFile(const char* name, const char* mode);
+std::FILE* OpenFile(const wchar_t* name, const char* mode);
+
+/// Deletes a file; false when there was nothing to delete or it could not be deleted.
+bool RemoveFile(const char* name);
+bool RemoveFile(const wchar_t* name);
+
+/// Sets the position of an open file, in bytes from its beginning, beyond 2 GiB too.
+bool SeekFile(std::FILE* file, long long offset);
+
+/// Reads an environment variable; false (and value untouched) when it is not set.
+bool GetEnvironment(const char* name, std::string& value);
+
+}  // namespace math
+}  // namespace Matrix
+}  // namespace Vessa

@@ -1,0 +1,34 @@
+#pragma once
+// How many threads the math library and the direct solvers may use. One setting serves the whole process.
+
+namespace Vessa {
+namespace Matrix {
+namespace math {
+
+/// The present setting, at least 1; before any SetNumThreads what the processor (or OMP_NUM_THREADS) offers.
+int GetMaxThreads();
+
+/// Sets the number of threads for the whole process. A number below 1 changes nothing.
+void SetNumThreads(int count);
+
+/// With true the math library may take fewer threads than GetMaxThreads where that is faster.
+void SetDynamic(bool on);
+bool IsDynamic();
+
+/// For its lifetime, the calling thread's calls into the math library use `count` threads; 0 leaves the
+/// setting alone.
+class LocalThreads {
+public:
+  explicit LocalThreads(int count);
+  ~LocalThreads();
+  LocalThreads(const LocalThreads&) = delete;
+  LocalThreads& operator=(const LocalThreads&) = delete;
+
+private:
+  int m_before;
+  bool m_set;
+};
+
+}  // namespace math
+}  // namespace Matrix
+}  // namespace Vessa
