@@ -124,6 +124,14 @@ bool SeekFile(std::FILE* file, long long offset) {
 #endif
 }
 
+long long FileSize(std::FILE* file) {
+#if defined(_WIN32)
+  return _fseeki64(file, 0, SEEK_END) == 0 ? _ftelli64(file) : -1;
+#else
+  return fseeko(file, 0, SEEK_END) == 0 ? static_cast<long long>(ftello(file)) : -1;
+#endif
+}
+
 bool GetEnvironment(const char* name, std::string& value) {
 #if defined(_WIN32)
   char* text = nullptr;

@@ -31,6 +31,9 @@ bool RemoveFile(const wchar_t* name);
 /// Sets the position of an open file, in bytes from its beginning, beyond 2 GiB too.
 bool SeekFile(std::FILE* file, long long offset);
 
+/// Length of an open file in bytes, -1 when it cannot be told (a pipe). Leaves the position at the end.
+long long FileSize(std::FILE* file);
+
 /// Reads an environment variable; false (and value untouched) when it is not set.
 bool GetEnvironment(const char* name, std::string& value);
 
