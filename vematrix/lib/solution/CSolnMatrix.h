@@ -1,21 +1,22 @@
 #pragma once
+#include <Eigen/SparseCore>
 #include <cstdio>
 #include <string>
 #include <unordered_map>
 #include <vector>
-#include <Eigen/SparseCore>
 #include "../containers/CMatInt.h"
 #include "../containers/CReport.h"
 #include "../skyline/CSkyLine.h"
 #include "../solution/Pardiso.h"
 #include "../sparse/CCompColumn.h"
-namespace Vessa { namespace Matrix {
+namespace Vessa {
+namespace Matrix {
 class VEMATRIX_API CSolnMatrix {
 public:
   CSolnMatrix();
   CSolnMatrix(const CSolnMatrix&);
-  CSolnMatrix& operator=(const CSolnMatrix&) = delete;   
-  virtual ~CSolnMatrix();                          // the only virtual operation
+  CSolnMatrix& operator=(const CSolnMatrix&) = delete;
+  virtual ~CSolnMatrix();  // the only virtual operation
 
   void SetLog(CReport* r);
   void SetMethod(SolMethod m);
@@ -35,25 +36,25 @@ public:
   bool SetNumDof(int n);
   void AddTerm(int i, int j, const double& v);
   bool Finalize();
-  int  CreateIndex();
+  int CreateIndex();
   bool Exist(int i, int j) const;
   double GetAt(int i, int j) const;
-  int  NumTerm() const;
-  int  NumDof() const;
+  int NumTerm() const;
+  int NumDof() const;
   void SetZero();
-  Eigen::SparseMatrix<double,0,int>& getEigenSparse();
+  Eigen::SparseMatrix<double, 0, int>& getEigenSparse();
 
-  int  Reduce(Option option, std::vector<int>& zeroDofs);
+  int Reduce(Option option, std::vector<int>& zeroDofs);
   bool Reduce(Option option);
   void BackSubstitute(CVector& b);
   void BackSubstitute(CMatrix<1>& B);
 
-  CVector    operator*(const CVector& x);
+  CVector operator*(const CVector& x);
   CMatrix<0> operator*(const CMatrix<0>& X);
   void Shift(const CSolnMatrix& M, double s);
   void Shift(const CSkyLine& M, double s);
   void Scale(double f);
-  void Diag(CDiag& d) const;                       // sizes d only
+  void Diag(CDiag& d) const;  // sizes d only
   double ColumnSRSS(int j) const;
   double MaxMinRatio();
 
@@ -68,11 +69,25 @@ public:
 
   // the engines, for the inertia (negative_evals, Diag) and for SturmFailure
   CSkyLine& getSkyLine();
-  Pardiso&  getPardiso();
+  Pardiso& getPardiso();
+
 private:
-  CReport* m_log; SolMethod m_method; PreConditioner m_pre; int m_numDof; double m_zeroStiff; bool m_diagonal;
-  CSkyLine m_skyline; CMatInt m_pattern; CCompColumn m_comp; std::unordered_map<unsigned long long,double> m_terms;
-  Eigen::SparseMatrix<double,0,int> m_sparse, m_saved; std::vector<Eigen::Triplet<double,int>> m_triplets;
-  Pardiso m_pardiso; unsigned int m_threads; std::FILE* m_file; std::string m_fileName;
+  CReport* m_log;
+  SolMethod m_method;
+  PreConditioner m_pre;
+  int m_numDof;
+  double m_zeroStiff;
+  bool m_diagonal;
+  CSkyLine m_skyline;
+  CMatInt m_pattern;
+  CCompColumn m_comp;
+  std::unordered_map<unsigned long long, double> m_terms;
+  Eigen::SparseMatrix<double, 0, int> m_sparse, m_saved;
+  std::vector<Eigen::Triplet<double, int>> m_triplets;
+  Pardiso m_pardiso;
+  unsigned int m_threads;
+  std::FILE* m_file;
+  std::string m_fileName;
 };
-}}
+}  // namespace Matrix
+}  // namespace Vessa

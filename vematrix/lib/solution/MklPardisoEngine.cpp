@@ -1,0 +1,100 @@
+#include "DirectEngine.h"
+
+#if defined(VEMATRIX_MATH_MKL)
+
+#include <mkl_pardiso.h>
+#include <mkl_types.h>
+
+#include <mutex>
+#include <type_traits>
+
+#include "../math/threads.h"
+
+namespace Vessa {
+namespace Matrix {
+
+namespace {
+
+static_assert(std::is_same<MKL_INT, int>::value, "the library links MKL with 32-bit integers (lp64)");
+
+enum PardisoPhase : int { PhaseAnalyse = 11, PhaseFactorise = 22, PhaseSolve = 33, PhaseRelease = -1 };
+
+// MKL's PARDISO behind the seam: the 64 words of its handle, released when the last owner lets go.
+class MklPardisoEngine : public DirectEngine {
+public:
+  ~MklPardisoEngine() override { Release(); }
+
+  int Analyse(const SymmetricArrays& matrix, const EngineCall& call) override {
+    Release();
+    m_n = matrix.n;
+    m_matrixType = call.matrixType;
+    return Run(PhaseAnalyse, matrix, call, 1, nullptr, nullptr);
+  }
+
+  int Factorise(const SymmetricArrays& matrix, const EngineCall& call) override {
+    return Run(PhaseFactorise, matrix, call, 1, nullptr, nullptr);
+  }
+
+  int Solve(const SymmetricArrays& matrix, const EngineCall& call, int nrhs, double* b, double* x) override {
+    const std::lock_guard<std::mutex> oneAtATime(m_mutex);
+    return Run(PhaseSolve, matrix, call, nrhs, b, x);
+  }
+
+  bool IsMkl() const noexcept override { return true; }
+
+private:
+  int Run(PardisoPhase phase, const SymmetricArrays& matrix, const EngineCall& call, int nrhs, double* b,
+          double* x) {
+    const math::LocalThreads threads(call.threads);
+    return Call(phase, matrix, call.controls->data(), nrhs, b, x);
+  }
+
+  int Call(PardisoPhase phase, const SymmetricArrays& matrix, int* controls, int nrhs, double* b, double* x) {
+    const int factorsKept = 1, factorUsed = 1, silent = 0, phaseCode = phase;
+    int error = 0, permutation = 0;
+    double dummy = 0.0;
+    pardiso(m_handle, &factorsKept, &factorUsed, &m_matrixType, &phaseCode, &matrix.n, matrix.value,
+            matrix.start, matrix.index, &permutation, &nrhs, controls, &silent, b != nullptr ? b : &dummy,
+            x != nullptr ? x : &dummy, &error);
+    return error;
+  }
+
+  void Release() noexcept {
+    if (m_n == 0) return;
+    int controls[64] = {1};
+    controls[34] = 1;
+    const int noStart = 0, noIndex = 0;
+    const double noValue = 0.0;
+    Call(PhaseRelease, SymmetricArrays{m_n, &noStart, &noIndex, &noValue}, controls, 1, nullptr, nullptr);
+    for (void*& word : m_handle) word = nullptr;
+    m_n = 0;
+  }
+
+  void* m_handle[64] = {};
+  int m_n = 0;           // rows of the analysed matrix; 0 while nothing is held
+  int m_matrixType = 0;  // of the factors, whatever the caller's type has become since
+  std::mutex m_mutex;
+};
+
+}  // namespace
+
+std::shared_ptr<DirectEngine> MakeMklEngine() {
+  return std::make_shared<MklPardisoEngine>();
+}
+
+}  // namespace Matrix
+}  // namespace Vessa
+
+#else
+
+namespace Vessa {
+namespace Matrix {
+
+std::shared_ptr<DirectEngine> MakeMklEngine() {
+  return nullptr;
+}
+
+}  // namespace Matrix
+}  // namespace Vessa
+
+#endif

@@ -1,0 +1,11 @@
+#include "DirectEngine.h"
+
+namespace Vessa {
+namespace Matrix {
+
+std::shared_ptr<DirectEngine> MakeOwnEngine() {
+  return nullptr;
+}
+
+}  // namespace Matrix
+}  // namespace Vessa
