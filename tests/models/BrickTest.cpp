@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+
+#include "ModelChecks.h"
+#include "models/elements/Brick.h"
+#include "models/structures/Structures.h"
+
+using namespace vematrix::models;
+
+namespace {
+
+// Two by two by two bricks in a unit cube with the centre node and the mid-face nodes moved.
+Model distortedPatch() {
+  SolidBlock block{2, 2, 2};
+  Model regular = solidBlock(block), patch;
+  for (int i = 0; i < regular.numNodes(); ++i) {
+    Eigen::Vector3d x = regular.node(i);
+    const bool inside = (x.array() > 0.1).all() && (x.array() < 0.9).all();
+    if (inside) x += Eigen::Vector3d(0.11, -0.08, 0.07);
+    patch.addNode(x[0], x[1], x[2]);
+  }
+  const int type = patch.addType(std::make_shared<Brick>(steel()));
+  for (int e = 0; e < regular.numElements(); ++e) {
+    const auto nodes = regular.nodesOf(e);
+    patch.addElement(type, std::vector<int>(nodes.first, nodes.first + nodes.second));
+  }
+  patch.numberDofs();
+  return patch;
+}
+
+Coordinates distortedBrick() {
+  Coordinates x(3, 8);
+  x << 0, 1.1, 1.3, -0.1, 0.1, 1.0, 1.2, 0.0,  //
+      0, 0.1, 1.0, 0.9, -0.1, 0.0, 1.1, 1.2,   //
+      0, 0.1, -0.1, 0.0, 0.8, 1.0, 1.1, 0.9;
+  return x;
+}
+
+}  // namespace
+
+TEST(Brick, StiffnessAndMassOfDistortedElementAreSymmetric) {
+  const Brick brick(steel());
+  Eigen::MatrixXd K, M;
+
+  brick.stiffness(distortedBrick(), K);
+  brick.mass(distortedBrick(), M);
+
+  EXPECT_EQ((K - K.transpose()).cwiseAbs().maxCoeff(), 0.0);
+  EXPECT_EQ((M - M.transpose()).cwiseAbs().maxCoeff(), 0.0);
+}
+
+TEST(Brick, DistortedElementHasExactlySixRigidBodyModes) {
+  Eigen::MatrixXd K;
+
+  Brick(steel()).stiffness(distortedBrick(), K);
+
+  const NullSpace null = nullSpace(K);
+  EXPECT_EQ(null.modes, 6);
+  EXPECT_GT(null.smallestTrue, 1e-4);
+}
+
+TEST(Brick, UnsupportedBlockHasExactlySixRigidBodyModes) {
+  const Model block = solidBlock({2, 3, 2, 1.0, 2.0, 0.7});
+
+  EXPECT_EQ(nullSpace(unsupportedStiffness(block)).modes, 6);
+  EXPECT_LT(rigidBodyForce(block), 1e-14);
+}
+
+TEST(Brick, DistortedPatchRepresentsConstantStrainExactly) {
+  const Model patch = distortedPatch();
+  const Eigen::MatrixXd K = dense(patch.stiffnessTerms());
+  Eigen::Matrix3d slope;
+  slope << 1e-3, 2e-4, -3e-4, 5e-4, -7e-4, 1e-4, 2e-4, 6e-4, 4e-4;
+  Eigen::VectorXd u(patch.numDofs());
+  std::vector<int> interior;
+  for (int d = 1; d <= patch.numDofs(); ++d) {
+    const auto place = patch.place(d);
+    const Eigen::Vector3d x = patch.node(place.first);
+    u[d - 1] = slope.row(place.second).dot(x);
+    if ((x.array() > 0.0).all() && (x.array() < 1.0).all()) interior.push_back(d - 1);
+  }
+
+  const Eigen::VectorXd force = K * u;
+
+  ASSERT_EQ(interior.size(), 3u);
+  for (int d : interior) EXPECT_LT(std::abs(force[d]), 1e-12 * (K.row(d).cwiseAbs() * u.cwiseAbs())(0));
+}
+
+TEST(Brick, ConsistentAndLumpedMassAddUpToTheMassOfTheBlock) {
+  const SolidBlock block{3, 2, 2, 2.0, 0.5, 0.4};
+  Model model = solidBlock(block);
+  model.numberDofs(Supports::Free);
+  const double mass = block.material.density * 2.0 * 0.5 * 0.4;
+  const Eigen::VectorXd along = model.rigidBodyMotion(1);
+
+  const double consistent = along.dot(dense(model.massTerms()) * along);
+  const double lumped = along.dot(dense(model.lumpedMassTerms()) * along);
+
+  EXPECT_NEAR(consistent, mass, 1e-12 * mass);
+  EXPECT_NEAR(lumped, mass, 1e-12 * mass);
+}
+
+TEST(Brick, InsideOutElementIsRefused) {
+  Coordinates x = distortedBrick();
+  x.row(2) *= -1.0;
+  Eigen::MatrixXd K;
+
+  EXPECT_THROW(Brick(steel()).stiffness(x, K), std::domain_error);
+}
+
+// Slender bar in bending: P·L³/3EI + P·L/kappa·G·A, Timoshenko; Poisson's ratio 0 at the clamped end keeps it
+// pure.
+TEST(Brick, CantileverTipConvergesToBeamTheoryWithinOnePercent) {
+  const double L = 10.0, h = 1.0, P = 1000.0;
+  Material material = steel();
+  material.poisson = 0.0;
+  const double I = h * h * h * h / 12.0;
+  const double exact =
+      P * L * L * L / (3.0 * material.young * I) + P * L / (5.0 / 6.0 * material.shearModulus() * h * h);
+
+  double error = 1.0;
+  for (int n : {1, 2, 4}) {
+    const Model bar = solidBlock({10 * n, n, n, L, h, h, material});
+    const Eigen::VectorXd u = solveIndependently(bar, bar.loads(0));
+    const double tip = -u[bar.dof(bar.nodeNear(L, 0.5 * h, 0.5 * h), Uz) - 1];
+    const double now = std::abs(tip / exact - 1.0);
+    std::printf("bar %2d x %d x %d: tip %.6e m, beam theory %.6e m, error %.4f %%\n", 10 * n, n, n, tip,
+                exact, 100.0 * now);
+    EXPECT_LT(now, std::max(error, 1e-3));
+    error = now;
+  }
+  EXPECT_LT(error, 0.005);
+}

@@ -1,0 +1,119 @@
+#include "models/Registry.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+
+#include "models/structures/Structures.h"
+
+namespace vematrix {
+namespace models {
+namespace {
+
+using Sizes = std::vector<int>;
+
+struct Entry {
+  ModelRecipe recipe;
+  std::function<Model(const Sizes&)> build;
+};
+
+const std::vector<Entry>& entries() {
+  static const std::vector<Entry> all{
+      {{"brick", {"n"}, "cube of n x n x n 8-node bricks, one face clamped", "brick:4"},
+       [](const Sizes& s) {
+         return solidBlock({s[0], s[0], s[0]});
+       }},
+      {{"bar", {"a", "b"}, "solid bar of a x a x b 8-node bricks of 0.1 m, one end clamped", "bar:2:10"},
+       [](const Sizes& s) {
+         return solidBlock({s[1], s[0], s[0], 0.1 * s[1], 0.1 * s[0], 0.1 * s[0]});
+       }},
+      {{"frame",
+        {"bays-x", "bays-y", "storeys"},
+        "multi-storey steel frame of beams, clamped in the ground",
+        "frame:2:2:3"},
+       [](const Sizes& s) {
+         return spaceFrame({s[0], s[1], s[2]});
+       }},
+      {{"cantilever", {"n"}, "cantilever of n beams, 10 m long", "cantilever:10"},
+       [](const Sizes& s) { return cantilever({s[0]}); }},
+  };
+  return all;
+}
+
+std::vector<std::string> split(const std::string& name) {
+  std::vector<std::string> fields;
+  std::string field;
+  std::istringstream in(name);
+  while (std::getline(in, field, ':')) fields.push_back(field);
+  if (!name.empty() && name.back() == ':') fields.emplace_back();
+  return fields;
+}
+
+std::string join(const std::vector<std::string>& words, const char* between) {
+  std::string text;
+  for (const auto& word : words) text += (text.empty() ? "" : between) + word;
+  return text;
+}
+
+const Entry& find(const std::string& name, const std::string& wanted) {
+  std::vector<std::string> known;
+  for (const Entry& entry : entries()) {
+    if (entry.recipe.name == wanted) return entry;
+    known.push_back(entry.recipe.name);
+  }
+  throw std::invalid_argument("model '" + name + "': unknown structure '" + wanted + "'; known are " +
+                              join(known, ", "));
+}
+
+int parseSize(const std::string& name, const std::string& parameter, const std::string& field) {
+  errno = 0;
+  char* end = nullptr;
+  const long value = std::strtol(field.c_str(), &end, 10);
+  if (field.empty() || *end != '\0' || errno != 0 || value < 1 || value > 100000)
+    throw std::invalid_argument("model '" + name + "': " + parameter + " is '" + field +
+                                "', expected a whole number from 1 to 100000");
+  return static_cast<int>(value);
+}
+
+}  // namespace
+
+const std::vector<ModelRecipe>& modelCatalogue() {
+  static const std::vector<ModelRecipe> catalogue = [] {
+    std::vector<ModelRecipe> all;
+    for (const Entry& entry : entries()) all.push_back(entry.recipe);
+    return all;
+  }();
+  return catalogue;
+}
+
+Model makeModel(const std::string& name) {
+  std::vector<std::string> fields = split(name);
+  if (fields.empty()) throw std::invalid_argument("the model name is empty; a name looks like brick:20");
+  const Entry& entry = find(name, fields[0]);
+  const auto& parameters = entry.recipe.parameters;
+
+  std::string variant;
+  const std::string& last = fields.back();
+  if (last == "free" || last == "loose" || last == "mechanism") {
+    variant = last;
+    fields.pop_back();
+  }
+  if (fields.size() != parameters.size() + 1)
+    throw std::invalid_argument("model '" + name + "': expected " + entry.recipe.name + ":" +
+                                join(parameters, ":") + ", for example " + entry.recipe.sample);
+  Sizes sizes;
+  for (std::size_t k = 0; k < parameters.size(); ++k)
+    sizes.push_back(parseSize(name, parameters[k], fields[k + 1]));
+
+  Model model = entry.build(sizes);
+  if (variant == "free") model.numberDofs(Supports::Free);
+  if (variant == "loose") addLooseDof(model);
+  if (variant == "mechanism") model = withMechanism(model);
+  return model;
+}
+
+}  // namespace models
+}  // namespace vematrix
