@@ -1,0 +1,122 @@
+#include "FailingMalloc.h"
+
+#include <malloc.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+
+// The C library's own functions, under the names it exports for replacements like this one.
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* block);
+}
+
+namespace {
+
+thread_local bool armed = false;
+thread_local bool delivered = false;
+thread_local long failAt = 0;
+thread_local long count = 0;
+std::atomic<long long> liveBytes{0};
+std::atomic<long long> liveBlocks{0};
+
+bool mustFail() {
+  if (!armed) return false;
+  ++count;
+  if (count != failAt) return false;
+  delivered = true;
+  errno = ENOMEM;
+  return true;
+}
+
+void* counted(void* block) {
+  if (block != nullptr) {
+    liveBytes += static_cast<long long>(malloc_usable_size(block));
+    ++liveBlocks;
+  }
+  return block;
+}
+
+void uncounted(void* block) {
+  if (block != nullptr) {
+    liveBytes -= static_cast<long long>(malloc_usable_size(block));
+    --liveBlocks;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) {
+  return mustFail() ? nullptr : counted(__libc_malloc(size));
+}
+
+void* calloc(std::size_t number, std::size_t size) {
+  return mustFail() ? nullptr : counted(__libc_calloc(number, size));
+}
+
+void* realloc(void* block, std::size_t size) {
+  if (mustFail()) return nullptr;
+  uncounted(block);
+  void* moved = __libc_realloc(block, size);
+  if (moved == nullptr && size != 0) {
+    counted(block);
+    return nullptr;
+  }
+  return counted(moved);
+}
+
+void* memalign(std::size_t alignment, std::size_t size) {
+  return mustFail() ? nullptr : counted(__libc_memalign(alignment, size));
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  return memalign(alignment, size);
+}
+
+int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
+  void* fresh = memalign(alignment, size);
+  if (fresh == nullptr) return ENOMEM;
+  *block = fresh;
+  return 0;
+}
+
+void free(void* block) {
+  uncounted(block);
+  __libc_free(block);
+}
+}
+
+namespace failing_malloc {
+
+void Arm(long n) {
+  failAt = n;
+  count = 0;
+  delivered = false;
+  armed = true;
+}
+
+long Disarm() {
+  armed = false;
+  return count;
+}
+
+bool Delivered() {
+  return delivered;
+}
+
+long long LiveBytes() {
+  return liveBytes;
+}
+
+long long LiveBlocks() {
+  return liveBlocks;
+}
+
+}  // namespace failing_malloc
