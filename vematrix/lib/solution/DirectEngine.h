@@ -45,6 +45,9 @@ public:
   virtual int Solve(const SymmetricArrays& matrix, const EngineCall& call, int nrhs, double* b,
                     double* x) = 0;
 
+  /// Forgets the factors; what an Analyse of the same pattern could use again may be kept.
+  virtual void DropFactors() noexcept = 0;
+
   /// Whether this is the kind of engine that the factory with the same name makes.
   virtual bool IsMkl() const noexcept = 0;
 };

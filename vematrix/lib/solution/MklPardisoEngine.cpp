@@ -40,6 +40,8 @@ public:
     return Run(PhaseSolve, matrix, call, nrhs, b, x);
   }
 
+  void DropFactors() noexcept override { Release(); }
+
   bool IsMkl() const noexcept override { return true; }
 
 private:

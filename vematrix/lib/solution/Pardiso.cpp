@@ -165,6 +165,15 @@ void Pardiso::disposeFactors() {
   m_error = 0;
 }
 
+void Pardiso::dropFactors() {
+  const std::shared_ptr<DirectEngine> engine = m_pt->engine;
+  const bool alone = m_pt.use_count() == 1 && engine.use_count() == 2;  // the handle's and ours
+  disposeFactors();
+  if (!alone || engine == nullptr) return;
+  engine->DropFactors();
+  m_pt->engine = engine;
+}
+
 bool Pardiso::isFactorized() const {
   return m_factorized && !m_pt->disposed;
 }

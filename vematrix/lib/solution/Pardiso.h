@@ -99,6 +99,7 @@ private:
     int terms;
   };                                                    // arrays known to be well formed
   void rebind(Eigen::SparseMatrix<double, 0, int>& A);  // used by CSolnMatrix's copy constructor only
+  void dropFactors();                                   // disposeFactors that may keep the analysis
   bool accepts();
   bool fails(const char* step);
   bool runSolve(int nrhs, long long sizeB, long long sizeX, double* b, double* x);

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "MatrixImage.h"
 
@@ -73,6 +74,30 @@ bool CSparse::Set(const CMatInt& pattern) {
   m_value.assign(row.size(), 0.0);
   m_start.swap(start);
   m_row.swap(row);
+  m_n = n;
+  DropFactors();
+  return true;
+}
+
+bool CSparse::SetArrays(int n, std::vector<int>&& start, std::vector<int>&& row,
+                        std::vector<double>&& value) {
+  bool ok = n >= 0 && start.size() == static_cast<std::size_t>(n) + 1 && start[0] == 0 &&
+            row.size() == static_cast<std::size_t>(start[n]) && value.size() == row.size();
+  for (int j = 0; ok && j < n; ++j) {
+    int previous = -1;
+    ok = start[j] <= start[j + 1] && static_cast<std::size_t>(start[j + 1]) <= row.size();
+    for (int k = start[j]; ok && k < start[j + 1]; ++k) {
+      ok = row[k] > previous && row[k] < n;
+      previous = row[k];
+    }
+  }
+  if (!ok) {
+    Log(2, "The arrays of a compressed-column matrix contradict each other");
+    return false;
+  }
+  m_start = std::move(start);
+  m_row = std::move(row);
+  m_value = std::move(value);
   m_n = n;
   DropFactors();
   return true;

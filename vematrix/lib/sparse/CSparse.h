@@ -34,6 +34,9 @@ public:
   /// False, logged at level 2 and nothing changed, when a row lies outside 1..n or does not increase within
   /// its column, or when the terms outnumber an int.
   virtual bool Set(const CMatInt& pattern);
+  /// Takes structure and values at once: columns start[j] … start[j+1] of row (0-based, increasing) and
+  /// value. False, logged at level 2 and nothing changed, for arrays that contradict each other.
+  bool SetArrays(int n, std::vector<int>&& start, std::vector<int>&& row, std::vector<double>&& value);
   virtual int NumDof() const;
   /// Stored terms of both triangles.
   virtual int NumTerm() const;
