@@ -37,6 +37,38 @@ Eigen::VectorXd UpperMatrix::residual(const Eigen::VectorXd& x, const Eigen::Vec
   return result;
 }
 
+Eigen::VectorXd UpperMatrix::largestInRows() const {
+  Eigen::VectorXd largest = Eigen::VectorXd::Zero(m_n);
+  forEach([&](int i, int j, double v) {
+    largest[i - 1] = std::max(largest[i - 1], std::fabs(v));
+    largest[j - 1] = std::max(largest[j - 1], std::fabs(v));
+  });
+  return largest;
+}
+
+namespace {
+
+/// The power of two next to 1 / sqrt(size).
+double inverseRoot(double size) {
+  return size == 0.0 ? 1.0 : std::ldexp(1.0, -(std::ilogb(size) >> 1));
+}
+
+}  // namespace
+
+Eigen::VectorXd UpperMatrix::balancing() const {
+  const Eigen::VectorXd largest = largestInRows();
+  Eigen::VectorXd d = largest.unaryExpr(&inverseRoot);
+  forEach([&](int i, int j, double v) {
+    if (i == j && v != 0.0) d[i - 1] = inverseRoot(std::fabs(v));
+  });
+  for (int pass = 0; pass < 20; ++pass) {
+    const Eigen::VectorXd rows = scaled(d).largestInRows();
+    if (rows.size() == 0 || rows.maxCoeff() <= 16.0) break;
+    d = d.cwiseProduct(rows.unaryExpr(&inverseRoot));
+  }
+  return d;
+}
+
 UpperMatrix UpperMatrix::scaled(const Eigen::VectorXd& d) const {
   UpperMatrix result = *this;
   for (int i = 0; i < m_n; ++i)
@@ -89,15 +121,6 @@ MatrixFacts::MatrixFacts(const UpperMatrix& matrix)
     else if (diagonal[i - 1] < 0.0)
       negativeDiagonals.push_back(i);
   }
-}
-
-Eigen::VectorXd MatrixFacts::balancing() const {
-  Eigen::VectorXd d(n);
-  for (int i = 0; i < n; ++i) {
-    const double size = diagonal[i] != 0.0 ? std::fabs(diagonal[i]) : rowMax[i];
-    d[i] = size == 0.0 ? 1.0 : std::ldexp(1.0, -(std::ilogb(size) >> 1));
-  }
-  return d;
 }
 
 }  // namespace cli

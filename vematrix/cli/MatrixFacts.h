@@ -30,6 +30,12 @@ public:
   /// A·x in extended precision, rounded once at the end.
   Eigen::VectorXd product(const Eigen::VectorXd& x) const { return residual(x, Eigen::VectorXd::Zero(m_n)); }
 
+  /// Powers of two d that make D·A·D a matrix of like numbers: the diagonal in [1, 4) and, where a matrix is
+  /// not positive definite and terms outgrow its diagonal, the largest term of every row near 1. Scaling by
+  /// them is exact and makes "small" mean the same in every system of units. 1 for an empty row. Source of
+  /// the second step: Ruiz, A scaling algorithm to equilibrate both rows and columns norms, RAL-TR-2001-034.
+  Eigen::VectorXd balancing() const;
+
   /// D·A·D for a diagonal D.
   UpperMatrix scaled(const Eigen::VectorXd& d) const;
   /// A - shift·B; both of the same order.
@@ -39,6 +45,7 @@ public:
 
 private:
   UpperMatrix() = default;
+  Eigen::VectorXd largestInRows() const;
 
   int m_n = 0;
   std::vector<std::size_t> m_start;
@@ -60,11 +67,6 @@ struct MatrixFacts {
   int bandwidth = 0;               ///< largest j - i of a term that is not zero
 
   explicit MatrixFacts(const UpperMatrix& matrix);
-
-  /// Powers of two that bring the diagonal of D·A·D into [1, 4), by the largest term of a row where the
-  /// diagonal is zero, 1 for an empty row. Scaling by them is exact and makes "small" mean the same
-  /// everywhere.
-  Eigen::VectorXd balancing() const;
 };
 
 }  // namespace cli

@@ -54,6 +54,7 @@ NullProbe::NullProbe(const UpperMatrix& matrix, Solver& solver) {
     reciprocal = std::min(reciprocal, scaled.product(y).norm() / (norm * y.norm()));
   }
   movers = largestComponents(y, 10);
+  numMoving = int((y.array().abs() > 0.1 * y.lpNorm<Eigen::Infinity>()).count());
   motion = solver.scale().cwiseProduct(y);
   motion /= motion.lpNorm<Eigen::Infinity>();
 }

@@ -19,6 +19,8 @@ struct NullProbe {
   Eigen::VectorXd motion;   ///< x of the softest motion, largest component 1
   std::vector<int> movers;  ///< dofs (from 1) that move most in it (by energy share of S), at most ten
 
+  int numMoving = 0;  ///< dofs that move more than a tenth as much as those
+
   static constexpr double singular = 1e-14;
 
   NullProbe(const UpperMatrix& matrix, Solver& solver);

@@ -46,8 +46,8 @@ struct Solution {
 
 std::string singularText(const NullProbe& probe) {
   return fmt::format(
-      "the matrix is singular to working precision: a motion without stiffness, largest at dof{} {}",
-      probe.movers.size() == 1 ? "" : "s", dofList(probe.movers));
+      "the matrix is singular to working precision: a motion of {} dof{} meets no stiffness, most at {}",
+      probe.numMoving, probe.numMoving == 1 ? "" : "s", dofList(probe.movers));
 }
 
 void probeSingularity(const UpperMatrix& matrix, Solver& solver, Factorisation& result) {
@@ -170,7 +170,7 @@ Outcome solve(Console& console, const SolveOptions& options) {
   console.print("{}\n  {} dofs, {} terms in a triangle, read in {}\n", console.bold(options.matrix),
                 count(matrix.n()), count(double(matrix.numTerms())), seconds(readSeconds));
   console.progress("assembling and factorising");
-  Solver solver(matrix, facts, choice);
+  Solver solver(matrix, choice);
   const Factorisation factors = factorise(matrix, facts, solver);
   std::vector<Solution> solutions;
   const double probing = solver.seconds().solve;

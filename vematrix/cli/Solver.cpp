@@ -72,8 +72,8 @@ SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
   return settled;
 }
 
-Solver::Solver(const UpperMatrix& matrix, const MatrixFacts& facts, const SolverChoice& choice)
-    : m_method(methodNamed(choice.method)), m_scale(facts.balancing()) {
+Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice)
+    : m_method(methodNamed(choice.method)), m_scale(matrix.balancing()) {
   Stopwatch watch;
   m_matrix.SetMethod(m_method);
   m_matrix.SetLog(&m_report);

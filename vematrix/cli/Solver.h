@@ -36,7 +36,7 @@ struct PhaseSeconds {
 class Solver {
 public:
   /// Assembles and finalises. @param choice  settled
-  Solver(const UpperMatrix& matrix, const MatrixFacts& facts, const SolverChoice& choice);
+  Solver(const UpperMatrix& matrix, const SolverChoice& choice);
 
   /// Factorises as positive definite (stiffness) or indefinite (Sturm). @return the result code of the facade
   int reduce(Vessa::Matrix::Option option);
