@@ -224,6 +224,8 @@ public:
   /// threshold.
   CSkyLine& getSkyLine();
   Pardiso& getPardiso();
+  /// The engine of method 4, for NumNegative and MaxMinRatio after a reduction.
+  CCompColumn& getCompColumn();
 
 private:
   struct TempFile;
