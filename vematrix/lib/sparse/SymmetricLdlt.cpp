@@ -4,68 +4,16 @@
 #include <cmath>
 #include <new>
 
-#include "ordering/Orderings.h"
-#include "reference/SimplicialLdlt.h"
+#include "../math/large_memory.h"
+#include "analysis/LdltAnalysis.h"
+#include "numeric/LdltFactor.h"
+#include "solve/Solve.h"
 
 namespace Vessa {
 namespace Matrix {
 namespace sparse {
 
-class LdltAnalysis {
-public:
-  int n = 0;
-  Triangle triangle = Triangle::Lower;
-  std::vector<int> start, row;
-  std::vector<int> order;
-};
-
-class LdltFactor {
-public:
-  SimplicialFactor factor;
-};
-
 namespace {
-
-std::string PatternError(int n, const int* start, const int* row, Triangle triangle) {
-  if (n < 0) return "the number of equations is " + std::to_string(n) + ", expected 0 or more";
-  if (n > 0 && start[0] != 0)
-    return "the first column starts at " + std::to_string(start[0]) + ", expected 0";
-  for (int j = 0; j < n; ++j) {
-    if (start[j + 1] < start[j]) return "column " + std::to_string(j + 1) + " ends before it starts";
-    for (int t = start[j]; t < start[j + 1]; ++t) {
-      if (row[t] < 0 || row[t] >= n) {
-        return "column " + std::to_string(j + 1) + " stores row " + std::to_string(row[t] + 1) + " of " +
-               std::to_string(n);
-      }
-      if (triangle == Triangle::Lower && row[t] < j) {
-        return "column " + std::to_string(j + 1) + " stores row " + std::to_string(row[t] + 1) +
-               ", above the diagonal; expected the lower triangle only";
-      }
-    }
-  }
-  return std::string();
-}
-
-Graph GraphOf(const LdltAnalysis& a) {
-  std::vector<std::vector<int>> lists(a.n);
-  for (int j = 0; j < a.n; ++j) {
-    for (int t = a.start[j]; t < a.start[j + 1]; ++t) {
-      if (a.row[t] <= j) continue;
-      lists[j].push_back(a.row[t]);
-      lists[a.row[t]].push_back(j);
-    }
-  }
-  Graph g;
-  g.n = a.n;
-  g.start.assign(1, 0);
-  for (auto& list : lists) {
-    std::sort(list.begin(), list.end());
-    list.erase(std::unique(list.begin(), list.end()), list.end());
-    g.neighbour.insert(g.neighbour.end(), list.begin(), list.end());
-    g.start.push_back(static_cast<int>(g.neighbour.size()));
-  }
-  return g;
-}
 
 double InfinityNorm(const double* x, int n) {
   double largest = 0.0;
@@ -79,8 +27,8 @@ double InfinityNorm(const double* x, int n) {
 void Residual(const LdltAnalysis& a, const double* value, const double* b, const double* x, double* r) {
   std::copy(b, b + a.n, r);
   for (int j = 0; j < a.n; ++j) {
-    for (int t = a.start[j]; t < a.start[j + 1]; ++t) {
-      const int i = a.row[t];
+    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
+      const int i = a.patternRow[t];
       if (i < j) continue;
       r[i] -= value[t] * x[j];
       if (i != j) r[j] -= value[t] * x[i];
@@ -95,53 +43,83 @@ LdltStatus SymmetricLdlt::Fail(LdltStatus status, const std::string& message) {
   return status;
 }
 
-LdltStatus SymmetricLdlt::Analyse(int n, const int* columnStart, const int* row, Triangle triangle) {
+bool SymmetricLdlt::Knows(int n, const int* columnStart, const int* row, Triangle triangle) const {
+  if (!m_analysis || m_analysis->n != n || m_analysis->triangle != triangle) return false;
+  if (n == 0) return true;
+  const LdltAnalysis& a = *m_analysis;
+  return columnStart[0] == 0 && std::equal(a.patternStart.begin(), a.patternStart.end(), columnStart) &&
+         std::equal(a.patternRow.begin(), a.patternRow.end(), row);
+}
+
+LdltStatus SymmetricLdlt::Analyse(int n, const int* columnStart, const int* row, Triangle triangle,
+                                  int threads) {
   try {
-    if (m_analysis && m_analysis->n == n && m_analysis->triangle == triangle &&
-        std::equal(columnStart, columnStart + n + 1, m_analysis->start.begin()) &&
-        std::equal(row, row + columnStart[n], m_analysis->row.begin())) {
-      return Fail(LdltStatus::Ok, "");
-    }
-    const std::string error = PatternError(n, columnStart, row, triangle);
-    if (!error.empty()) return Fail(LdltStatus::BadInput, error);
+    if (Knows(n, columnStart, row, triangle)) return Fail(LdltStatus::Ok, "");
     auto analysis = std::make_shared<LdltAnalysis>();
-    analysis->n = n;
-    analysis->triangle = triangle;
-    analysis->start.assign(columnStart, columnStart + n + 1);
-    analysis->row.assign(row, row + columnStart[n]);
-    if (!OrderByMinimumDegree(GraphOf(*analysis), analysis->order)) {
-      return Fail(LdltStatus::OrderingFailed, "the minimum degree ordering failed");
-    }
+    const AnalysisOutcome outcome = AnalysePattern(n, columnStart, row, triangle, threads, *analysis);
+    if (outcome.status != LdltStatus::Ok) return Fail(outcome.status, outcome.message);
+    DropFactor();
     m_analysis = analysis;
-    m_factor.reset();
-    m_pivots = PivotRecord();
     return Fail(LdltStatus::Ok, "");
   } catch (const std::bad_alloc&) {
     return Fail(LdltStatus::OutOfMemory, "not enough memory for the analysis");
   }
 }
 
-LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double threshold, int /*threads*/) {
-  if (!m_analysis) return Fail(LdltStatus::BadInput, "Factorize before Analyse");
-  try {
-    m_factor.reset();
-    const LdltAnalysis& a = *m_analysis;
-    LowerColumns lower;
-    lower.n = a.n;
-    lower.start.assign(1, 0);
-    for (int j = 0; j < a.n; ++j) {
-      for (int t = a.start[j]; t < a.start[j + 1]; ++t) {
-        if (a.row[t] < j) continue;
-        lower.row.push_back(a.row[t]);
-        lower.value.push_back(value[t]);
-      }
-      lower.start.push_back(static_cast<int>(lower.row.size()));
+namespace {
+
+std::string Megabytes(std::int64_t bytes) {
+  return std::to_string((bytes + 999999) / 1000000) + " MB";
+}
+
+/// 1-based (row, column) of the first NaN or infinity among the terms that count; false when there is none.
+bool FindNotFinite(const LdltAnalysis& a, const double* value, int& row, int& column) {
+  double sum = 0.0;  // 0·x is NaN for what is not finite: one pass without branches finds out whether to look
+  const std::size_t count = a.patternRow.size();
+  for (std::size_t t = 0; t < count; ++t) sum += 0.0 * value[t];
+  if (sum == 0.0) return false;
+  for (int j = 0; j < a.n; ++j) {
+    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
+      if (a.patternRow[t] < j || std::isfinite(value[t])) continue;
+      row = a.patternRow[t] + 1;
+      column = j + 1;
+      return true;
     }
-    auto factor = std::make_shared<LdltFactor>();
-    const LdltStatus status = FactorizeSimplicial(lower, a.order, mode, threshold, factor->factor);
-    m_pivots = factor->factor.record;
-    if (status != LdltStatus::Ok)
-      return Fail(status, "the factorisation stopped at dof " + std::to_string(m_pivots.failedDof));
+  }
+  return false;
+}
+
+std::string FailureText(LdltStatus status, const PivotRecord& record) {
+  const std::string dof = " at dof " + std::to_string(record.failedDof);
+  if (status == LdltStatus::PivotFailed) return "a pivot that is not positive" + dof;
+  if (status == LdltStatus::GrowthFailed) return "a multiplier above 1e7" + dof;
+  return "the factorisation overflowed" + dof;
+}
+
+}  // namespace
+
+LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double threshold, int threads) {
+  if (!m_analysis) return Fail(LdltStatus::BadInput, "factorisation before the analysis of a pattern");
+  try {
+    std::shared_ptr<LdltFactor> factor = TakeFactor();
+    m_pivots = PivotRecord();
+    int row = 0, column = 0;
+    if (FindNotFinite(*m_analysis, value, row, column)) {
+      return Fail(LdltStatus::NotFinite, "the matrix holds a NaN or infinity at (" + std::to_string(row) +
+                                             ", " + std::to_string(column) + ")");
+    }
+    const LdltPrediction& predicted = m_analysis->prediction;
+    const std::int64_t wanted =
+        predicted.peakBytes - predicted.analysisBytes - (factor ? predicted.factorBytes : 0);
+    const std::int64_t available = math::AvailableMemory();
+    if (wanted > available) {
+      return Fail(LdltStatus::OutOfMemory, "the factorisation needs " + Megabytes(wanted) +
+                                               ", this process may take " + Megabytes(available) + " more");
+    }
+    if (!factor) factor = std::make_shared<LdltFactor>();
+    factor->analysis = m_analysis;
+    const LdltStatus status = FactorizeFronts(value, mode, threshold, threads, *factor, m_pivots);
+    if (status != LdltStatus::Ok) return Fail(status, FailureText(status, m_pivots));
     m_factor = factor;
     return Fail(LdltStatus::Ok, "");
   } catch (const std::bad_alloc&) {
@@ -149,10 +127,22 @@ LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double 
   }
 }
 
-LdltStatus SymmetricLdlt::Solve(double* x, int numRhs, std::ptrdiff_t ldx, int /*threads*/) const {
+/// The factor to be overwritten, when nobody else uses it; null otherwise.
+std::shared_ptr<LdltFactor> SymmetricLdlt::TakeFactor() {
+  std::shared_ptr<const LdltFactor> old;
+  old.swap(m_factor);
+  if (old.use_count() != 1 || old->analysis != m_analysis) return nullptr;
+  return std::const_pointer_cast<LdltFactor>(old);
+}
+
+LdltStatus SymmetricLdlt::Solve(double* x, int numRhs, std::ptrdiff_t ldx, int threads) const {
   if (!m_factor) return LdltStatus::NotFactorised;
-  for (int c = 0; c < numRhs; ++c) m_factor->factor.Solve(x + c * ldx);
-  return LdltStatus::Ok;
+  try {
+    SolveFronts(*m_factor, x, numRhs, ldx, threads);
+    return LdltStatus::Ok;
+  } catch (const std::bad_alloc&) {
+    return LdltStatus::OutOfMemory;
+  }
 }
 
 LdltStatus SymmetricLdlt::SolveRefined(const double* value, const double* b, double* x, int numRhs,
@@ -187,7 +177,7 @@ int SymmetricLdlt::NumDof() const {
 }
 
 LdltPrediction SymmetricLdlt::Prediction() const {
-  return LdltPrediction();
+  return m_analysis ? m_analysis->prediction : LdltPrediction();
 }
 
 void SymmetricLdlt::DropFactor() {

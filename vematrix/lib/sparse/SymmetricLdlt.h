@@ -8,8 +8,8 @@ namespace Vessa {
 namespace Matrix {
 namespace sparse {
 
-class LdltAnalysis;
-class LdltFactor;
+struct LdltAnalysis;
+struct LdltFactor;
 
 /// Sparse direct solution of A·x = b with A symmetric: P·A·Pᵀ = L·D·Lᵀ, L unit lower triangular, D diagonal.
 ///
@@ -28,7 +28,8 @@ public:
   /// @param triangle     which of them count; a diagonal that is not stored counts as stored with value 0
   /// @return Ok, BadInput, OutOfMemory or OrderingFailed. Only Ok changes the object (a factor is dropped
   ///         when the pattern is a new one).
-  LdltStatus Analyse(int n, const int* columnStart, const int* row, Triangle triangle = Triangle::Lower);
+  LdltStatus Analyse(int n, const int* columnStart, const int* row, Triangle triangle = Triangle::Lower,
+                     int threads = 1);
 
   /// Factorises with the values that belong to the pattern of the last Analyse.
   /// @param value      one double for every entry of row
@@ -67,6 +68,8 @@ public:
   void Clear();
 
 private:
+  bool Knows(int n, const int* columnStart, const int* row, Triangle triangle) const;
+  std::shared_ptr<LdltFactor> TakeFactor();
   LdltStatus Fail(LdltStatus status, const std::string& message);
 
   std::shared_ptr<const LdltAnalysis> m_analysis;

@@ -1,0 +1,247 @@
+#include "LdltAnalysis.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "../ordering/ChooseOrder.h"
+#include "CompressedGraph.h"
+
+namespace Vessa {
+namespace Matrix {
+namespace sparse {
+namespace {
+
+std::string PatternError(int n, const int* start, const int* row, Triangle triangle) {
+  if (n < 0) return "the number of equations is " + std::to_string(n) + ", expected 0 or more";
+  if (n > 0 && start[0] != 0)
+    return "the first column starts at " + std::to_string(start[0]) + ", expected 0";
+  for (int j = 0; j < n; ++j) {
+    if (start[j + 1] < start[j]) return "column " + std::to_string(j + 1) + " ends before it starts";
+    for (int t = start[j]; t < start[j + 1]; ++t) {
+      if (row[t] >= j && row[t] < n) continue;
+      if (row[t] >= 0 && row[t] < n && triangle == Triangle::Both) continue;
+      const bool above = row[t] >= 0 && row[t] < j;
+      return "column " + std::to_string(j + 1) + " stores row " + std::to_string(row[t] + 1) +
+             (above ? ", above the diagonal; expected the lower triangle only" : " of " + std::to_string(n));
+    }
+  }
+  return std::string();
+}
+
+/// Steps of the elimination by dof and dofs by step.
+std::vector<int> NumberDofs(const CompressedGraph& c, LdltAnalysis& a) {
+  std::vector<int> step(a.n);
+  a.dofOf.clear();
+  a.dofOf.reserve(a.n);
+  for (int group : a.tree.order) {
+    for (int d = c.dofStart[group]; d < c.dofStart[group + 1]; ++d) {
+      step[c.dof[d]] = static_cast<int>(a.dofOf.size());
+      a.dofOf.push_back(c.dof[d]);
+    }
+  }
+  return step;
+}
+
+/// Sorts the terms by the supernode whose columns they belong to and finds their place there.
+bool PlaceTerms(const std::vector<int>& step, LdltAnalysis& a) {
+  const Supernodes& tree = a.tree;
+  std::vector<int> nodeOf(a.n);
+  for (int s = 0; s < tree.Count(); ++s) {
+    for (int k = tree.firstColumn[s]; k < tree.firstColumn[s + 1]; ++k) nodeOf[k] = s;
+  }
+  a.termStart.assign(tree.Count() + 1, 0);
+  for (int j = 0; j < a.n; ++j) {
+    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
+      if (a.patternRow[t] >= j) ++a.termStart[nodeOf[std::min(step[a.patternRow[t]], step[j])] + 1];
+    }
+  }
+  for (int s = 0; s < tree.Count(); ++s) a.termStart[s + 1] += a.termStart[s];
+  std::vector<int> next(a.termStart.begin(), a.termStart.end() - 1);
+  a.termSource.resize(a.termStart.back());
+  a.termTarget.resize(a.termStart.back());
+  std::vector<int> column(a.termStart.back());
+  for (int j = 0; j < a.n; ++j) {
+    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
+      if (a.patternRow[t] < j) continue;
+      const int p = step[a.patternRow[t]], q = step[j];
+      const int place = next[nodeOf[std::min(p, q)]]++;
+      a.termSource[place] = t;
+      column[place] = std::min(p, q);
+      a.termTarget[place] = static_cast<std::uint32_t>(std::max(p, q));
+    }
+  }
+  std::vector<int> local(a.n);
+  for (int s = 0; s < tree.Count(); ++s) {
+    const int first = tree.firstColumn[s], columns = tree.Columns(s), rows = tree.Rows(s),
+              size = columns + rows;
+    if (PanelStorage(size, columns) > std::numeric_limits<std::uint32_t>::max()) return false;
+    for (int k = 0; k < columns; ++k) local[first + k] = k;
+    for (int k = 0; k < rows; ++k) local[tree.RowsOf(s)[k]] = columns + k;
+    PanelShape panel{0, 0, 0, 0, 0};
+    for (int e = a.termStart[s]; e < a.termStart[s + 1]; ++e) {
+      const int c = column[e] - first;
+      if (c < panel.first || c >= panel.first + panel.width) panel = PanelAt(size, columns, c / kPanelWidth);
+      a.termTarget[e] = static_cast<std::uint32_t>(panel.offset +
+                                                   static_cast<std::int64_t>(c - panel.first) * panel.stride +
+                                                   (local[a.termTarget[e]] - panel.first));
+    }
+  }
+  return true;
+}
+
+/// Work of a front in nanoseconds, roughly: only the balance of tasks depends on it.
+double FrontWork(const Supernodes& tree, int s) {
+  const double k = tree.Columns(s), r = tree.Rows(s), m = k + r;
+  return k * (m * m - m * k + k * k / 3.0) / 50.0 + r * r + m * k + 500.0;
+}
+
+/// Cuts the tree: near the root one task per supernode, below whole subtrees of a thirty-second of the work
+/// at most.
+void CutIntoTasks(LdltAnalysis& a) {
+  const Supernodes& tree = a.tree;
+  const int count = tree.Count();
+  std::vector<double> work(count);
+  std::vector<int> lowest(count);  // first supernode of the subtree
+  double total = 0.0;
+  for (int s = 0; s < count; ++s) {
+    work[s] = FrontWork(tree, s);
+    total += work[s];
+    lowest[s] = s;
+    for (int t = tree.childStart[s]; t < tree.childStart[s + 1]; ++t) {
+      work[s] += work[tree.child[t]];
+      lowest[s] = std::min(lowest[s], lowest[tree.child[t]]);
+    }
+  }
+  const double limit = std::max(total / 32.0, 20000.0);
+  std::vector<int> taskOf(count, -1);
+  double bundled = 0.0;
+  for (int s = 0; s < count; ++s) {
+    const int p = tree.parent[s];
+    const bool top = work[s] > limit;
+    if (!top && p >= 0 && work[p] <= limit) continue;  // inside a subtree
+    TreeTask task;
+    task.begin = top ? s : lowest[s];
+    task.end = s + 1;
+    task.single = top;
+    // Small neighbours under the same parent share a task.
+    const bool joins = !top && !a.tasks.empty() && !a.tasks.back().single &&
+                       a.tasks.back().end == task.begin && tree.parent[a.tasks.back().end - 1] == p &&
+                       bundled + work[s] <= 0.5 * limit;
+    if (joins) {
+      a.tasks.back().end = task.end;
+      bundled += work[s];
+    } else {
+      a.tasks.push_back(task);
+      bundled = work[s];
+    }
+    taskOf[s] = static_cast<int>(a.tasks.size()) - 1;
+  }
+  for (std::size_t t = 0; t < a.tasks.size(); ++t) {
+    const int p = tree.parent[a.tasks[t].end - 1];
+    if (p < 0) continue;
+    a.tasks[t].parent = taskOf[p];
+    ++a.tasks[taskOf[p]].numChildren;
+  }
+}
+
+/// Gives every root of a task its area and renames the rows of its subtree that lie outside (see
+/// LdltAnalysis).
+bool LocaliseRows(LdltAnalysis& a) {
+  Supernodes& tree = a.tree;
+  a.outerStart.assign(tree.Count(), -1);
+  std::vector<int> name(a.n);
+  std::int64_t total = 0;
+  for (const TreeTask& task : a.tasks) {
+    for (int s = task.begin; s < task.end; ++s) {
+      if (tree.parent[s] < 0 || tree.parent[s] >= task.end) total += tree.Rows(s);
+    }
+  }
+  if (total > std::numeric_limits<int>::max() - a.n) return false;
+  a.outerRow.reserve(static_cast<std::size_t>(total));
+  for (const TreeTask& task : a.tasks) {
+    for (int begin = task.begin, root = task.begin; begin < task.end; begin = root + 1) {
+      root = begin;
+      while (tree.parent[root] >= 0 && tree.parent[root] < task.end) root = tree.parent[root];
+      a.outerStart[root] = static_cast<int>(a.outerRow.size());
+      for (int i = 0; i < tree.Rows(root); ++i) {
+        const int step = tree.RowsOf(root)[i];
+        name[step] = a.n + static_cast<int>(a.outerRow.size());
+        a.outerRow.push_back(step);
+      }
+      const int end = tree.firstColumn[root + 1];
+      for (int s = begin; s <= root; ++s) {
+        for (std::int64_t t = tree.rowStart[s + 1] - 1; t >= tree.rowStart[s] && tree.row[t] >= end; --t) {
+          tree.row[t] = name[tree.row[t]];
+        }
+      }
+    }
+  }
+  return true;
+}
+
+void Predict(const ChosenOrder& chosen, LdltAnalysis& a) {
+  LdltPrediction& p = a.prediction;
+  p.ordering = chosen.name;
+  p.factorTerms = chosen.cost.terms;
+  p.operations = chosen.cost.operations;
+  const Supernodes& tree = a.tree;
+  std::vector<std::int64_t> stays(tree.Count(), 0);
+  std::int64_t stack = 0, highest = 0;
+  for (int s = 0; s < tree.Count(); ++s) {
+    const std::int64_t k = tree.Columns(s), m = k + tree.Rows(s);
+    p.storedTerms += k * m - k * (k - 1) / 2;
+    stays[s] = PanelStorage(tree.Rows(s), tree.Rows(s));
+    stack += stays[s];
+    highest = std::max(highest, stack);
+    for (int t = tree.childStart[s]; t < tree.childStart[s + 1]; ++t) stack -= stays[tree.child[t]];
+  }
+  const auto bytes = [](std::size_t count, std::size_t each) {
+    return static_cast<std::int64_t>(count * each);
+  };
+  p.analysisBytes = bytes(a.patternStart.size() + a.patternRow.size() + a.dofOf.size() + a.termStart.size() +
+                              a.termSource.size() + a.termTarget.size() + tree.row.size() +
+                              a.outerRow.size() + 6 * tree.parent.size(),
+                          sizeof(int)) +
+                    bytes(2 * tree.parent.size(), sizeof(std::int64_t));
+  p.factorBytes = (a.panelStart.back() + a.n) * static_cast<std::int64_t>(sizeof(double));
+  p.peakBytes = p.analysisBytes + p.factorBytes + highest * static_cast<std::int64_t>(sizeof(double));
+}
+
+}  // namespace
+
+std::int64_t PanelStorage(int size, int columns) noexcept {
+  if (columns == 0) return 0;
+  const PanelShape last = PanelAt(size, columns, PanelCount(columns) - 1);
+  return (last.offset + static_cast<std::int64_t>(last.stride) * last.width + 7) / 8 * 8;
+}
+
+AnalysisOutcome AnalysePattern(int n, const int* columnStart, const int* row, Triangle triangle, int threads,
+                               LdltAnalysis& a) {
+  const std::string error = PatternError(n, columnStart, row, triangle);
+  if (!error.empty()) return {LdltStatus::BadInput, error};
+  a.n = n;
+  a.triangle = triangle;
+  a.patternStart.assign(1, 0);  // a matrix without dofs may come with null arrays
+  if (n > 0) a.patternStart.assign(columnStart, columnStart + n + 1);
+  a.patternRow.assign(row, row + a.patternStart[n]);
+  const CompressedGraph compressed = CompressGraph(n, a.patternStart.data(), a.patternRow.data());
+  const ChosenOrder chosen = ChooseOrder(compressed.graph, threads);
+  if (!chosen.ok) return {LdltStatus::OrderingFailed, "no order of elimination was found"};
+  a.tree = FindSupernodes(compressed.graph, chosen.tree, AmalgamationCosts());
+  const std::vector<int> step = NumberDofs(compressed, a);
+  a.panelStart.assign(1, 0);
+  for (int s = 0; s < a.tree.Count(); ++s) {
+    a.panelStart.push_back(a.panelStart.back() +
+                           PanelStorage(a.tree.Columns(s) + a.tree.Rows(s), a.tree.Columns(s)));
+  }
+  if (!PlaceTerms(step, a))
+    return {LdltStatus::OutOfMemory, "a front of the factor exceeds 32 GB, more than its index can tell"};
+  CutIntoTasks(a);
+  if (!LocaliseRows(a)) return {LdltStatus::OutOfMemory, "the rows of the factor outnumber an int"};
+  Predict(chosen, a);
+  return {};
+}
+
+}  // namespace sparse
+}  // namespace Matrix
+}  // namespace Vessa

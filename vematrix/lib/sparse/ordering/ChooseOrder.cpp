@@ -1,0 +1,99 @@
+#include "ChooseOrder.h"
+
+#include <algorithm>
+#include <future>
+#include <numeric>
+
+namespace Vessa {
+namespace Matrix {
+namespace sparse {
+namespace {
+
+constexpr int kTooSmallToDissect = 60;  ///< groups; minimum degree is as good and 20 times as fast there
+constexpr double kOperationsPerSecond = 1e11;
+
+/// Roughly what one nested dissection takes, in seconds (measured on meshes and frames of 10^4 to 10^5
+/// groups).
+double DissectionSeconds(const Graph& graph) {
+  return 2.2e-6 * graph.n + 0.18e-6 * static_cast<double>(graph.neighbour.size());
+}
+
+void Consider(const Graph& graph, const std::vector<int>& order, const std::string& name, ChosenOrder& best) {
+  ChosenOrder candidate;
+  candidate.ok = true;
+  candidate.name = name;
+  candidate.tree = BuildEliminationTree(graph, order);
+  candidate.cost = CountFactor(graph, candidate.tree);
+  if (!best.ok || candidate.cost.operations < best.cost.operations) best = std::move(candidate);
+}
+
+/// Band-like orders; only counted when the bound of their work is not hopeless against `bound` operations.
+void ConsiderProfileOrders(const Graph& graph, double bound, ChosenOrder& best) {
+  std::vector<int> natural(graph.n);
+  std::iota(natural.begin(), natural.end(), 0);
+  if (ProfileOperations(graph, natural) < bound) {
+    Consider(graph, FromBothEnds(graph, natural), "as numbered, from both ends", best);
+  }
+  const std::vector<int> rcm = OrderByReverseCuthillMcKee(graph);
+  if (ProfileOperations(graph, rcm) < bound) {
+    Consider(graph, FromBothEnds(graph, rcm), "Cuthill-McKee, from both ends", best);
+  }
+}
+
+/// Minimum degree, then whatever else is cheap.
+ChosenOrder BestCheapOrder(const Graph& graph) {
+  ChosenOrder best;
+  std::vector<int> order;
+  if (OrderByMinimumDegree(graph, order)) Consider(graph, order, "minimum degree", best);
+  ConsiderProfileOrders(graph, best.ok ? 1.2 * best.cost.operations : 1e300, best);
+  return best;
+}
+
+/// More tries of nested dissection, as long as seeds differ and the factorisation saved may pay for them.
+void TryMoreDissections(const Graph& graph, ChosenOrder& best) {
+  const double degree = static_cast<double>(graph.neighbour.size()) / graph.n;
+  if (degree > 12.0) return;  // continuum meshes: tries differ by less than 1 %
+  const DissectionSettings tries[] = {{2, 4, 20}, {3, 1, 10}, {4, 4, 20}, {5, 1, 10}, {6, 4, 20}, {7, 1, 10}};
+  double lowest = best.cost.operations, highest = lowest;
+  int count = 0;
+  for (const DissectionSettings& settings : tries) {
+    if (best.cost.operations / kOperationsPerSecond < 8.0 * DissectionSeconds(graph)) return;
+    if (count >= 1 && highest < 1.05 * lowest) return;
+    std::vector<int> order;
+    ChosenOrder candidate;
+    if (!OrderByNestedDissection(graph, settings, order)) return;
+    Consider(graph, order, "nested dissection, seed " + std::to_string(settings.seed), candidate);
+    lowest = std::min(lowest, candidate.cost.operations);
+    highest = std::max(highest, candidate.cost.operations);
+    ++count;
+    if (candidate.cost.operations < best.cost.operations) best = std::move(candidate);
+  }
+}
+
+}  // namespace
+
+ChosenOrder ChooseOrder(const Graph& graph, int threads) {
+  if (graph.n < kTooSmallToDissect) return BestCheapOrder(graph);
+  ChosenOrder cheap, dissected;
+  const auto dissect = [&] {
+    std::vector<int> order;
+    if (!OrderByNestedDissection(graph, DissectionSettings(), order)) return;
+    Consider(graph, order, "nested dissection", dissected);
+  };
+  if (threads > 1) {
+    std::future<ChosenOrder> other = std::async(std::launch::async, [&] { return BestCheapOrder(graph); });
+    dissect();
+    cheap = other.get();
+  } else {
+    dissect();
+    cheap = BestCheapOrder(graph);
+  }
+  // Elimination from both ends is a chain of small steps: it must win clearly.
+  if (!dissected.ok || (cheap.ok && cheap.cost.operations < 0.9 * dissected.cost.operations)) return cheap;
+  TryMoreDissections(graph, dissected);
+  return dissected;
+}
+
+}  // namespace sparse
+}  // namespace Matrix
+}  // namespace Vessa
