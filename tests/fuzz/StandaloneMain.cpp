@@ -91,6 +91,7 @@ int main(int argc, char** argv) {
     }
   }
   if (corpus.empty()) corpus.push_back({});
+  if (std::freopen("/dev/null", "w", stdout) == nullptr) return 1;  // the library's trace lines
   for (const Bytes& input : corpus) LLVMFuzzerTestOneInput(input.data(), input.size());
   std::mt19937_64 random(seed);
   for (long run = 0; run < runs; ++run) {
@@ -101,6 +102,6 @@ int main(int argc, char** argv) {
     exact.shrink_to_fit();
     LLVMFuzzerTestOneInput(exact.data(), exact.size());
   }
-  std::printf("%zu corpus inputs and %ld mutations ran\n", corpus.size(), runs);
+  std::fprintf(stderr, "%zu corpus inputs and %ld mutations ran\n", corpus.size(), runs);
   return 0;
 }

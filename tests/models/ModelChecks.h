@@ -2,7 +2,12 @@
 // What the tests of elements and structures share: dense matrices, solves without the library, rigid-body
 // counts.
 #include <Eigen/Dense>
+#include <Eigen/Geometry>
 #include <Eigen/SparseCholesky>
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "models/Model.h"
@@ -69,6 +74,63 @@ inline double rigidBodyForce(Model model) {
     const Eigen::VectorXd r = model.rigidBodyMotion(mode);
     if (r.norm() > 0.0) worst = std::max(worst, (K * r).norm() / (K.norm() * r.norm()));
   }
+  return worst;
+}
+
+/// The lowest eigenvalues of K·x = lambda·M·x, rising, by subspace iteration on Eigen's simplicial LDLᵀ
+/// (Bathe, Finite Element Procedures (2nd ed. 2014), 11.6): independent of the library, for supported
+/// structures.
+inline Eigen::VectorXd lowestEigenvalues(const Model& model, int count) {
+  const auto K = toLowerTriangle(model.stiffnessTerms()), M = toLowerTriangle(model.massTerms());
+  Eigen::SimplicialLDLT<Eigen::SparseMatrix<double>, Eigen::Lower> ldlt(K);
+  const int width = std::min(count + 8, model.numDofs());
+  Eigen::MatrixXd X = Eigen::MatrixXd::Random(model.numDofs(), width);
+  Eigen::VectorXd lambda = Eigen::VectorXd::Zero(width);
+  for (int iteration = 0; iteration < 200; ++iteration) {
+    const Eigen::MatrixXd MX = M.selfadjointView<Eigen::Lower>() * X;
+    const Eigen::MatrixXd Y = ldlt.solve(MX);
+    const Eigen::MatrixXd MY = M.selfadjointView<Eigen::Lower>() * Y;
+    const Eigen::VectorXd before = lambda;
+    Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd> small(Y.transpose() * MX, Y.transpose() * MY);
+    lambda = small.eigenvalues();
+    X = Y * small.eigenvectors();
+    if ((lambda - before).head(count).cwiseAbs().maxCoeff() < 1e-10 * lambda[count - 1]) break;
+  }
+  return lambda.head(count);
+}
+
+/// Eigenvalues (rad²/s²) as frequencies in Hz.
+inline Eigen::VectorXd inHertz(const Eigen::VectorXd& lambda) {
+  return lambda.cwiseSqrt() / (2.0 * 3.14159265358979323846);
+}
+
+/// The regular mesh of a model with one formulation, rebuilt on moved nodes: `move` gets the old position and
+/// returns the new one.
+template <class Move>
+Model distorted(const Model& regular, std::shared_ptr<const ElementType> type, Move move) {
+  Model result;
+  for (int i = 0; i < regular.numNodes(); ++i) {
+    const Eigen::Vector3d x = move(regular.node(i));
+    result.addNode(x[0], x[1], x[2]);
+  }
+  const int t = result.addType(std::move(type));
+  for (int e = 0; e < regular.numElements(); ++e) {
+    const auto nodes = regular.nodesOf(e);
+    result.addElement(t, std::vector<int>(nodes.first, nodes.first + nodes.second));
+  }
+  result.numberDofs();
+  return result;
+}
+
+/// Largest nodal force that the displacements leave at the given nodes, relative to the forces that cancel
+/// there: zero but for rounding when the element represents the state exactly (patch test).
+template <class IsInside>
+double patchForce(const Model& patch, const Eigen::VectorXd& u, IsInside inside) {
+  const Eigen::MatrixXd K = dense(patch.stiffnessTerms());
+  double worst = 0.0;
+  for (int d = 1; d <= patch.numDofs(); ++d)
+    if (inside(patch.node(patch.place(d).first)))
+      worst = std::max(worst, std::abs(K.row(d - 1).dot(u)) / K.row(d - 1).cwiseAbs().dot(u.cwiseAbs()));
   return worst;
 }
 

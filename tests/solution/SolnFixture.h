@@ -17,7 +17,8 @@ auto Quietly(F f) -> decltype(f()) {
 }
 
 /// A solution matrix with the given method and terms, finalised. `log` may be null.
-inline std::unique_ptr<Vessa::Matrix::CSolnMatrix> Finalised(int method, int n, const std::vector<Term>& terms,
+inline std::unique_ptr<Vessa::Matrix::CSolnMatrix> Finalised(int method, int n,
+                                                             const std::vector<Term>& terms,
                                                              Vessa::Matrix::CReport* log = nullptr) {
   auto k = std::make_unique<Vessa::Matrix::CSolnMatrix>();
   k->SetMethod(static_cast<Vessa::Matrix::SolMethod>(method));

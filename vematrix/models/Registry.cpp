@@ -30,6 +30,20 @@ const std::vector<Entry>& entries() {
        [](const Sizes& s) {
          return solidBlock({s[1], s[0], s[0], 0.1 * s[1], 0.1 * s[0], 0.1 * s[0]});
        }},
+      {{"plate",
+        {"nx", "ny"},
+        "simply supported plate in bending, 3 dofs a node, 10 m x 10 m x 0.1 m",
+        "plate:6:6"},
+       [](const Sizes& s) {
+         return rectangularPlate({s[0], s[1]});
+       }},
+      {{"shell",
+        {"nx", "ny"},
+        "cylindrical roof of flat shells, 6 dofs a node, straight edges clamped",
+        "shell:6:4"},
+       [](const Sizes& s) {
+         return cylindricalRoof({s[0], s[1]});
+       }},
       {{"frame",
         {"bays-x", "bays-y", "storeys"},
         "multi-storey steel frame of beams, clamped in the ground",
@@ -37,8 +51,22 @@ const std::vector<Entry>& entries() {
        [](const Sizes& s) {
          return spaceFrame({s[0], s[1], s[2]});
        }},
+      {{"truss", {"panels"}, "truss bridge of pin-ended bars", "truss:6"},
+       [](const Sizes& s) { return trussBridge({s[0]}); }},
+      {{"slab", {"n"}, "concrete slab on steel beams and columns, 2 x 2 bays of n x n shells", "slab:2"},
+       [](const Sizes& s) { return slabOnBeams({s[0]}); }},
+      {{"lplate", {"n"}, "L-shaped plate in bending, arms clamped at their ends", "lplate:3"},
+       [](const Sizes& s) { return lShapedPlate(s[0]); }},
+      {{"hole", {"n"}, "quarter of a sheet with a circular hole under tension, plane stress", "hole:3"},
+       [](const Sizes& s) { return sheetWithHole({s[0]}); }},
+      {{"taper", {"n"}, "cantilevered tapered membrane of the benchmark FV32, 2n x n elements", "taper:3"},
+       [](const Sizes& s) { return taperedMembrane(s[0]); }},
+      {{"thinplate", {"n"}, "simply supported thin square plate of the vibration benchmark", "thinplate:6"},
+       [](const Sizes& s) { return thinSquarePlate(s[0]); }},
       {{"cantilever", {"n"}, "cantilever of n beams, 10 m long", "cantilever:10"},
        [](const Sizes& s) { return cantilever({s[0]}); }},
+      {{"column", {"n"}, "column of n beams pinned at both ends, 5 m long", "column:6"},
+       [](const Sizes& s) { return pinnedColumn({s[0]}); }},
   };
   return all;
 }

@@ -123,5 +123,9 @@ Pardiso& CSolnMatrix::getPardiso() {
   return m_pardiso;
 }
 
+CCompColumn& CSolnMatrix::getCompColumn() {
+  return m_comp;
+}
+
 }  // namespace Matrix
 }  // namespace Vessa

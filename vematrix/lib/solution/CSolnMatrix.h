@@ -195,14 +195,37 @@ public:
   // ---- Condition
   // --------------------------------------------------------------------------------------------------
 
-  /// Estimate of the condition number in the one-norm after Reduce (method 6 factorises by itself); 0.0 for
-  /// methods without an engine.
+  /// Customary estimate of the condition number ‖K‖₁·‖K⁻¹‖₁; a lower bound that can be too low by more than
+  /// ten times. Where the figure matters, use CondEstRefined.
+  ///
+  /// Reduce comes first (method 6 factorises by itself, indefinite, when it has no factors, and puts the
+  /// number of threads into the report's note). 0.0 for methods without an engine and without dofs. The signs
+  /// that the estimate starts with are random numbers shared by all objects: two calls may differ, and two
+  /// threads must not call at once. Writes its trace lines to standard output. Cost: at most ten products and
+  /// ten solves with four vectors. Source: si/OneNormEst.h.
   double CondEst();
+
+  /// Trustworthy estimate of the condition number ‖K‖₁·‖K⁻¹‖₁ after Reduce, by the block algorithm as
+  /// published, on blocks of eight vectors. A lower bound but for rounding, usually exact; the same for the
+  /// same matrix every time.
+  ///
+  /// About log10 of it is the number of decimal digits, of sixteen, that rounding and errors in the terms of
+  /// K can cost the solution. Dofs that Reduce has suppressed count as decoupled (method 0, whose factors are
+  /// what is multiplied). Method 6 factorises by itself, indefinite, when it has no factors.
+  /// @return 0.0 for methods without an engine, without dofs, and with "CondEstRefined: the matrix is not
+  /// reduced" at
+  ///         level 2 of the report when there are no factors; NaN or infinity when the factors hold such
+  ///         values
+  /// Cost: at most nine products and nine solves with eight vectors.
+  /// Source: Higham and Tisseur, SIAM J. Matrix Anal. Appl. 21 (2000) 1185-1201, algorithm 2.4.
+  double CondEstRefined();
 
   /// The engines, for what only they know: the inertia (Diag, negative_evals), SturmFailure, the skyline's
   /// threshold.
   CSkyLine& getSkyLine();
   Pardiso& getPardiso();
+  /// The engine of method 4, for NumNegative and MaxMinRatio after a reduction.
+  CCompColumn& getCompColumn();
 
 private:
   struct TempFile;

@@ -177,6 +177,10 @@ void CCompColumn::BackSubs(CVector& x) {
   BackSubs(x.Array());
 }
 
+bool CCompColumn::IsReduced() const {
+  return m_reduced;
+}
+
 int CCompColumn::NumNegative() const {
   return m_engine->solver.NumNegative();
 }

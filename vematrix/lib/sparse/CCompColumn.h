@@ -41,6 +41,8 @@ public:
   void BackSubs(double* x) override;
   virtual void BackSubs(CVector& x);
 
+  /// Whether factors of the present values are held.
+  virtual bool IsReduced() const;
   /// Negative pivots of the last successful reduction; 0 before one.
   virtual int NumNegative() const;
   /// The dofs suppressed by the last successful reduction, increasing; empty before one.

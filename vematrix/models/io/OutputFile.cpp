@@ -53,12 +53,15 @@ std::string partName(const std::string& path) {
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : m_path(path), m_part(partName(path)) {
+OutputFile::OutputFile(const std::string& path) : m_path(path) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw FileError(path, "cannot be written: it is a directory");
-  m_slot = occupySlot(m_part);
-  m_file = std::fopen(m_part.c_str(), "wb");
+  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  if (std::filesystem::is_directory(status)) throw FileError(path, "cannot be written: it is a directory");
+  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) {
+    m_part = partName(path);
+    m_slot = occupySlot(m_part);
+  }
+  m_file = std::fopen((m_part.empty() ? m_path : m_part).c_str(), "wb");
   if (m_file == nullptr) {
     const int error = errno;
     freeSlot(m_slot);
@@ -102,6 +105,7 @@ void OutputFile::commit() {
   const int closed = std::fclose(m_file);
   m_file = nullptr;
   if (closed != 0) fail("cannot be written", errno);
+  if (m_part.empty()) return;
   std::error_code error;
   std::filesystem::rename(m_part, m_path, error);
   if (error) fail("cannot be replaced", error.value());

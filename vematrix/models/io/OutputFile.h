@@ -10,7 +10,7 @@ namespace models {
 ///
 /// What is written goes to `<path>.<random>.part` beside it; commit() closes that file and renames it over
 /// `path` (an older file of that name stays whole until then). Without commit the partial file is removed by
-/// the destructor.
+/// the destructor. A path that exists and is no regular file (a pipe, a device) is written directly.
 class OutputFile {
 public:
   /// @throws FileError when the file cannot be created

@@ -64,5 +64,18 @@ Model cantilever(const Cantilever& p) {
   return model;
 }
 
+Model pinnedColumn(const PinnedColumn& p) {
+  requireAtLeast(p.elements, 1, "pinned column", "elements");
+  Model model;
+  const int beam = model.addType(std::make_shared<Beam>(p.material, p.section));
+  for (int i = 0; i <= p.elements; ++i) model.addNode(p.length * i / p.elements, 0.0);
+  for (int i = 0; i < p.elements; ++i) model.addElement(beam, {i, i + 1});
+  for (Component c : {Ux, Uy, Uz, Rx}) model.fix(0, c);
+  for (Component c : {Uy, Uz}) model.fix(p.elements, c);
+  model.addLoad(p.elements, Ux, -1.0, 0);
+  model.numberDofs();
+  return model;
+}
+
 }  // namespace models
 }  // namespace vematrix

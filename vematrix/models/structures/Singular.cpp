@@ -28,9 +28,19 @@ void tie(Model& model, int a, int b, Component component, double stiffness) {
   model.addElement(model.addType(std::make_shared<Spring>(component, stiffness)), {a, b});
 }
 
-// The last node that can move.
+// The last node with displacements none of which is supported.
 int lastFreeNode(const Model& model) {
-  return model.place(model.numDofs()).first;
+  const auto free = [&](int node) {
+    bool any = false, held = false;
+    for (Component c : {Ux, Uy, Uz}) {
+      any = any || model.dof(node, c) > 0;
+      held = held || model.isFixed(node, c);
+    }
+    return any && !held;
+  };
+  for (int node = model.numNodes() - 1; node >= 0; --node)
+    if (free(node)) return node;
+  throw std::invalid_argument("a model without a free node has no singular variant");
 }
 
 }  // namespace

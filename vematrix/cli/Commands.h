@@ -1,0 +1,14 @@
+#pragma once
+
+namespace vematrix {
+namespace cli {
+
+class Program;
+
+/// Each adds one command with its options; defined in the source file of the command.
+void addSolve(Program& program);
+void addModel(Program& program);
+void addConvert(Program& program);
+
+}  // namespace cli
+}  // namespace vematrix

@@ -1,0 +1,233 @@
+#include "../si/GepIteration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <sstream>
+
+#include "../math/lapack.h"
+#include "../math/sparse_product.h"
+#include "../si/Stopwatch.h"
+
+namespace si {
+namespace {
+
+using Eigen::MatrixXd;
+namespace math = Vessa::Matrix::math;
+
+constexpr double kDigitsPerIteration = 8.0;  // decimal digits of spread the operator may build up
+
+}  // namespace
+
+gep11::Iteration::Iteration(gep11& solver, Sparse& moving, double target)
+    : m_solver(solver), m_moving(&moving), m_target(target) {}
+
+void gep11::Iteration::printSizes(const char* separator) const {
+  std::ostringstream line;
+  line << "n: " << m_solver.n << separator << "nnzA: " << m_solver.A->nonZeros()
+       << " nnzB: " << m_solver.B->nonZeros() << " l: " << m_solver.p << " m:" << m_solver.nev
+       << " normA: " << m_solver.normA << " normB: " << m_solver.normB << "\n";
+  std::printf("%s", line.str().c_str());
+}
+
+void gep11::Iteration::shiftBySigma() {
+  const Stopwatch time(m_solver.spent.shift);
+  std::printf("Shifting A by %f \n", m_solver.shift);
+  subtractScaled(*m_moving, m_solver.shift, *m_solver.B);
+  m_solver.mu = m_solver.shift;
+  m_solver.shiftSum = m_solver.shift;
+  m_solver.normA = exactOneNorm(*m_solver.A);
+  std::printf("normA after shift: %f\n", m_solver.normA);
+}
+
+void gep11::Iteration::announce() const {
+  std::printf("Iteration %d. %d pairs converged, %d multiplies.\n", m_number, m_converged, m_multiplies);
+  if (m_solver.progress) m_solver.progress({m_number, m_converged, m_multiplies});
+}
+
+bool gep11::Iteration::chooseTarget(double& next) const {
+  next = m_target;
+  bool accepted = false;
+  if (m_solver.strategy == SHIFT_AGGRESSIVE) accepted = m_solver.mu_aggr(m_converged, m_stalled, next);
+  if (m_solver.strategy == SHIFT_CONSERVATIVE) accepted = m_solver.mu_cons(m_converged, next);
+  return accepted && std::isfinite(next);
+}
+
+void gep11::Iteration::moveTo(double next) {
+  const Stopwatch time(m_solver.spent.shift);
+  subtractScaled(*m_moving, next - m_target, *m_solver.B);
+  m_solver.shiftSum += next - m_target;
+  m_target = next;
+  m_productsKnown = false;
+}
+
+int gep11::Iteration::rationMultiplies() const {
+  const MultiplyBudget budget = multiplyBudget(m_solver.evals, m_target, kDigitsPerIteration);
+  print(budget);
+  return std::min(budget.limit, kMostRepetitions);
+}
+
+bool gep11::Iteration::applyInverseOfB(Vessa::Matrix::Pardiso& factors, int repetitions) {
+  return apply(factors, *m_moving, m_AX, Scaling::ByEnergy, repetitions);
+}
+
+bool gep11::Iteration::applyInverseOfA(Vessa::Matrix::Pardiso& factors, int repetitions) {
+  return apply(factors, *m_solver.B, m_BX, Scaling::ByLargestEntry, repetitions);
+}
+
+/// One application at least; more only once a pair has converged, the converged columns being left alone.
+bool gep11::Iteration::apply(Vessa::Matrix::Pardiso& factors, const Sparse& multiplied, const MatrixXd& known,
+                             Scaling scaling, int repetitions) {
+  if (open() == 0) return true;
+  int done = 0;
+  do {
+    formRightHandSides(multiplied, known, done);
+    const Stopwatch time(m_solver.spent.solve);
+    m_solution.resize(m_solver.n, open());
+    if (!SolveMulti(factors, m_rhs, m_solution)) return false;
+    scaleSolutions(scaling);
+    ++done;
+  } while (m_converged != 0 && done < repetitions);
+  m_solver.X.rightCols(open()) = m_solution;
+  m_multiplies += open() * done;
+  m_productsKnown = false;
+  return true;
+}
+
+void gep11::Iteration::formRightHandSides(const Sparse& multiplied, const MatrixXd& known, int repetition) {
+  const Stopwatch time(m_solver.spent.product);
+  if (repetition == 0 && m_productsKnown) {
+    m_rhs = known.rightCols(open());
+    return;
+  }
+  const double* columns = repetition == 0 ? m_solver.X.col(m_converged).data() : m_solution.data();
+  m_rhs.resize(m_solver.n, open());
+  math::symProduct(multiplied, open(), columns, m_solver.n, m_rhs.data(), m_solver.n);
+}
+
+/// Keeps repeated applications within the range of doubles, by powers of two so that no digit changes. With B
+/// factorised, y·w = yᵀBy is the square of the length in which cholp measures.
+void gep11::Iteration::scaleSolutions(Scaling scaling) {
+  if (scaling == Scaling::ByLargestEntry) return scaleByLargestEntries(m_solution);
+  std::vector<double> lengths(open());
+  for (int j = 0; j < open(); ++j) lengths[j] = std::sqrt(std::fabs(m_solution.col(j).dot(m_rhs.col(j))));
+  scaleByPowersOfTwo(m_solution, lengths);
+}
+
+bool gep11::Iteration::orthonormalize() {
+  const Stopwatch time(m_solver.spent.orthonormalize);
+  if (orthonormalBasis(m_solver.X, m_work)) return true;
+  std::printf("Error while orthogonalizing subspace vectors\n");
+  return false;
+}
+
+void gep11::Iteration::orthonormalize(cholp& basis) {
+  const Stopwatch time(m_solver.spent.orthonormalize);
+  basis.orthogonalize();
+  m_BX = basis.product();
+}
+
+void gep11::Iteration::projectA() {
+  {
+    const Stopwatch time(m_solver.spent.product);
+    math::symProduct(*m_moving, m_solver.X, m_AX);
+  }
+  const Stopwatch time(m_solver.spent.projection);
+  project(m_solver.X, m_AX, m_M);
+}
+
+namespace {
+
+/// The sum of the absolute values of the lower triangle of H = XᵀT; entries that are no numbers are reported.
+double examineProjection(const MatrixXd& H, const MatrixXd& X, const MatrixXd& T, char projection,
+                         char matrix) {
+  double sum = 0.0;
+  for (int j = 0; j < H.cols(); ++j) {
+    for (int i = j; i < H.rows(); ++i) {
+      sum += std::fabs(H(i, j));
+      if (std::isfinite(H(i, j))) continue;
+      std::printf("rubbish found at (%d,%d) of %c. Norm of S(:,i)=%g, norm of %c*S(:,j)=%g\n", i, j,
+                  projection, X.col(i).norm(), matrix, T.col(j).norm());
+    }
+  }
+  return sum;
+}
+
+}  // namespace
+
+void gep11::Iteration::projectPencil() {
+  {
+    const Stopwatch time(m_solver.spent.product);
+    math::symProduct(*m_moving, m_solver.X, m_AX);
+    math::symProduct(*m_solver.B, m_solver.X, m_BX);
+  }
+  const Stopwatch time(m_solver.spent.projection);
+  project(m_solver.X, m_AX, m_M);
+  project(m_solver.X, m_BX, m_N);
+  m_normM = examineProjection(m_M, m_solver.X, m_AX, 'M', 'A');
+  m_normN = examineProjection(m_N, m_solver.X, m_BX, 'N', 'B');
+}
+
+void gep11::Iteration::reportIndefinite(int negative) const {
+  std::printf("negative evals of B=%d. normM=%f, normN=%f, shifting by %f\n", negative, m_normM, m_normN,
+              2.0 * m_normM * m_solver.mu);
+}
+
+bool gep11::Iteration::lapackFailed(int info) const {
+  if (info == 0) return false;
+  std::printf("Error in solving SRR eigensystem. LAPACK error code = %d\n", info);
+  return true;
+}
+
+bool gep11::Iteration::solveStandard() {
+  const Stopwatch time(m_solver.spent.projection);
+  m_theta.resize(m_solver.p);
+  m_Q = m_M;
+  return !lapackFailed(math::dsyevd(m_solver.p, m_Q.data(), m_solver.p, m_theta.data()));
+}
+
+bool gep11::Iteration::solvePencil(bool divideAndConquerFirst) {
+  const Stopwatch time(m_solver.spent.projection);
+  const int p = m_solver.p;
+  m_theta.resize(p);
+  if (divideAndConquerFirst) {
+    m_Q = m_M;
+    MatrixXd factor = m_N;
+    if (!lapackFailed(math::dsygvd(p, m_Q.data(), p, factor.data(), p, m_theta.data()))) return true;
+  }
+  m_Q = m_M;
+  return !lapackFailed(math::dsygv(p, m_Q.data(), p, m_N.data(), p, m_theta.data()));
+}
+
+void gep11::Iteration::takeRitzPairs(double reference, bool falling) {
+  const Stopwatch time(m_solver.spent.projection);
+  m_solver.evals = m_theta;
+  for (double& value : m_solver.evals) value += m_target;
+  permutePairs(orderByDistance(m_solver.evals, reference, falling), m_solver.evals, m_Q);
+  rotate(m_solver.X, m_Q, m_work);
+  rotate(m_AX, m_Q, m_work);
+  rotate(m_BX, m_Q, m_work);
+  m_productsKnown = true;
+}
+
+bool gep11::Iteration::countConverged() {
+  const Stopwatch time(m_solver.spent.convergence);
+  const int before = m_converged;
+  m_converged = m_solver.checkConvergence(before, m_target, m_AX, m_BX);
+  if (m_converged >= m_solver.nev) return true;
+  m_stalled = m_converged != before ? 0 : m_stalled + 1;
+  ++m_number;
+  return false;
+}
+
+si::Status gep11::Iteration::finish() const {
+  const auto n = std::uint32_t(m_solver.n), p = std::uint32_t(m_solver.p),
+             iterations = std::uint32_t(m_number);
+  const std::uint32_t mixed = ((4u * n) ^ (3u * p) ^ 3u) * iterations;
+  m_solver.ops = {m_multiplies, m_number, int(mixed)};
+  m_solver.nconv = m_converged;
+  return STATUS_OK;
+}
+
+}  // namespace si

@@ -1,0 +1,90 @@
+#pragma once
+#include "../si/SubspaceSteps.h"
+#include "../si/cholp.h"
+#include "../si/gep11.h"
+
+namespace si {
+
+/// A solve of gep11 under way: the steps that its three iterations share. The solves say which steps are
+/// taken, in which order and where they differ.
+///
+/// The matrix that moves is the caller's A minus a multiple of B (or a copy of it), always such that
+///   stored Ritz value − target = eigenvalue of (moving matrix, B).
+/// `target` starts at 0 where stored values count from the caller's shift, at that shift where they are
+/// absolute.
+///
+/// Products are made once per iteration, for the projection, and rotated with the vectors: with X ← X·Q also
+/// A·X ← A·X·Q and B·X ← B·X·Q, which the convergence test and the next application of the operator use.
+class gep11::Iteration {
+public:
+  using Sparse = Eigen::SparseMatrix<double, 0, int>;
+
+  Iteration(gep11& solver, Sparse& moving, double target);
+
+  /// Prints the sizes and norms; `separator` stands between n and "nnzA: ".
+  void printSizes(const char* separator) const;
+  /// The first shift, by the caller's σ, of the moving matrix.
+  void shiftBySigma();
+
+  bool more() const { return m_number <= m_solver.maxIter; }
+  /// Prints where the solve stands.
+  void announce() const;
+  /// Asks the strategy for a target; false where it has none or refuses.
+  bool chooseTarget(double& next) const;
+  double distanceTo(double next) const { return next - m_target; }
+  /// A ← A − (next − target)·B.
+  void moveTo(double next);
+  /// Prints and returns how often the operator may be applied.
+  int rationMultiplies() const;
+  /// X ← B⁻¹·A·X for the columns that have not converged, `repetitions` times; false when a solve fails.
+  bool applyInverseOfB(Vessa::Matrix::Pardiso& factors, int repetitions);
+  /// X ← A⁻¹·B·X likewise, A being the moving matrix.
+  bool applyInverseOfA(Vessa::Matrix::Pardiso& factors, int repetitions);
+  /// An orthonormal basis of all p columns; false when there is none.
+  bool orthonormalize();
+  /// A B-orthonormal one.
+  void orthonormalize(cholp& basis);
+  /// M ← XᵀAX.
+  void projectA();
+  /// M ← XᵀAX and N ← XᵀBX, with a report of every entry that is no number.
+  void projectPencil();
+  /// Says that the shift lies above an eigenvalue, with the amount by which the projected pencil could be
+  /// shifted to be definite. It is solved as it is: shifting and unshifting it costs about eight digits.
+  void reportIndefinite(int negative) const;
+  /// All pairs of M; false when LAPACK fails.
+  bool solveStandard();
+  /// All pairs of (M, N).
+  bool solvePencil(bool divideAndConquerFirst);
+  /// Stores the Ritz values, in the order of their distance from `reference`, and rotates the vectors with
+  /// them.
+  void takeRitzPairs(double reference, bool falling);
+  /// The convergence test and the step to the next iteration; true when all wanted pairs have converged.
+  bool countConverged();
+
+  /// Stores the counts.
+  si::Status finish() const;
+
+private:
+  enum class Scaling { ByEnergy, ByLargestEntry };
+
+  int open() const { return m_solver.p - m_converged; }
+  bool apply(Vessa::Matrix::Pardiso& factors, const Sparse& multiplied, const Eigen::MatrixXd& known,
+             Scaling scaling, int repetitions);
+  void formRightHandSides(const Sparse& multiplied, const Eigen::MatrixXd& known, int repetition);
+  void scaleSolutions(Scaling scaling);
+  bool lapackFailed(int info) const;
+
+  gep11& m_solver;
+  Sparse* m_moving;
+  double m_target;
+  int m_number = 1, m_multiplies = 0, m_converged = 0, m_stalled = 0;
+  bool m_productsKnown = false;       ///< m_AX and m_BX belong to the present X
+  Eigen::MatrixXd m_AX, m_BX;         ///< n × p
+  Eigen::MatrixXd m_rhs, m_solution;  ///< n × open columns
+  Eigen::MatrixXd m_work;             ///< n × p
+  Eigen::MatrixXd m_M, m_N, m_Q;      ///< p × p: projections (lower triangles), Ritz vectors
+  std::vector<double> m_theta;
+  double m_normM = 0.0, m_normN = 0.0;
+};
+
+}  // namespace si

@@ -1,0 +1,231 @@
+#include "../si/SubspaceSteps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <numeric>
+
+#include "../math/blas.h"
+#include "../math/lapack.h"
+
+namespace si {
+namespace {
+
+using Eigen::MatrixXd;
+using Sparse = Eigen::SparseMatrix<double, 0, int>;
+namespace math = Vessa::Matrix::math;
+
+constexpr double kEpsilon = 2.220446049250313e-16;
+constexpr double kSmallestSpread = 2.220446049250313e-15;
+constexpr double kSpreadUnknown = 1e16;
+constexpr double kWeakStartVector = 1e-5;
+
+int rowsOf(const MatrixXd& X) {
+  return int(X.rows());
+}
+int columnsOf(const MatrixXd& X) {
+  return int(X.cols());
+}
+
+}  // namespace
+
+int defaultSubspace(int nev, int n) {
+  const long long wanted = nev;
+  return int(std::min({2 * wanted, wanted + 50, static_cast<long long>(n)}));
+}
+
+void drawStartVectors(MatrixXd& X, bool redraw) {
+  for (Eigen::Index j = 0; j < X.cols(); ++j) {
+    bool weak = true;
+    while (weak) {
+      for (Eigen::Index i = 0; i < X.rows(); ++i) X(i, j) = std::rand() * 2.0 / 32767.0 - 1.0;
+      weak = redraw && X.rows() > 0 && X.col(j).cwiseAbs().maxCoeff() < kWeakStartVector;
+    }
+  }
+}
+
+bool householderQ(MatrixXd& Y) {
+  const int m = rowsOf(Y), k = columnsOf(Y);
+  std::vector<double> tau(k, 0.0);
+  const int factored = math::dgeqrf(m, k, Y.data(), m, tau.data());
+  const int formed = math::dorgqr(m, k, k, Y.data(), m, tau.data());
+  return factored == 0 && formed == 0;
+}
+
+namespace {
+
+/// The largest departure of a Gram matrix from the identity that one more Cholesky pass brings down to
+/// rounding.
+constexpr double kRepairable = 0.1;
+
+/// gram ← lower triangle of YᵀY; returns the Frobenius norm of its difference from the identity.
+double gramOf(const MatrixXd& Y, MatrixXd& gram) {
+  project(Y, Y, gram);
+  double sum = 0.0;
+  for (Eigen::Index j = 0; j < gram.cols(); ++j) {
+    sum += std::pow(gram(j, j) - 1.0, 2);
+    for (Eigen::Index i = j + 1; i < gram.rows(); ++i) sum += 2.0 * gram(i, j) * gram(i, j);
+  }
+  return std::sqrt(sum);
+}
+
+/// gram ← its Cholesky factor L (lower triangle), by columns; false when a pivot is not positive.
+bool choleskyInPlace(MatrixXd& gram) {
+  const Eigen::Index k = gram.cols();
+  for (Eigen::Index j = 0; j < k; ++j) {
+    for (Eigen::Index i = 0; i < j; ++i) gram.col(j).tail(k - j) -= gram(j, i) * gram.col(i).tail(k - j);
+    const double pivot = gram(j, j);
+    if (!(pivot > 0.0) || !std::isfinite(pivot)) return false;
+    gram.col(j).tail(k - j) /= std::sqrt(pivot);
+  }
+  return true;
+}
+
+/// Y ← Y·L⁻ᵀ for the Cholesky factor L of its Gram matrix; false when that matrix has none.
+bool choleskyPass(MatrixXd& Y, MatrixXd& gram) {
+  if (!choleskyInPlace(gram)) return false;
+  const MatrixXd R = gram.transpose();
+  math::dtrsmRightUpper(rowsOf(Y), columnsOf(Y), R.data(), columnsOf(Y), Y.data(), rowsOf(Y));
+  return true;
+}
+
+}  // namespace
+
+bool orthonormalBasis(MatrixXd& Y, MatrixXd& work) {
+  if (Y.rows() < Y.cols()) return householderQ(Y);
+  work = Y;
+  scaleByLargestEntries(Y);
+  MatrixXd gram;
+  gramOf(Y, gram);
+  if (choleskyPass(Y, gram) && gramOf(Y, gram) < kRepairable && choleskyPass(Y, gram)) return true;
+  Y.swap(work);
+  return householderQ(Y);
+}
+
+double exactOneNorm(const Sparse& M) {
+  double largest = 0.0;
+  for (int c = 0; c < M.outerSize(); ++c) {
+    double sum = 0.0;
+    for (Sparse::InnerIterator entry(M, c); entry; ++entry) sum += std::fabs(entry.value());
+    if (sum > largest || std::isnan(sum)) largest = sum;
+    if (std::isnan(largest)) break;
+  }
+  return largest;
+}
+
+double spreadOfRitzValues(const std::vector<double>& ritz, double shift) {
+  double largest = kEpsilon, smallest = std::numeric_limits<double>::infinity();
+  for (double value : ritz) {
+    const double distance = std::fabs(value - shift);
+    largest = std::max(largest, distance);
+    smallest = std::min(smallest, distance);
+  }
+  return smallest > kSmallestSpread ? largest / smallest : kSpreadUnknown;
+}
+
+int floorToInt(double value) {
+  const double whole = std::floor(value);
+  const bool fits =
+      whole >= double(std::numeric_limits<int>::min()) && whole <= double(std::numeric_limits<int>::max());
+  return fits ? int(whole) : std::numeric_limits<int>::min();
+}
+
+MultiplyBudget multiplyBudget(const std::vector<double>& ritz, double shift, double digits) {
+  const double cond = spreadOfRitzValues(ritz, shift);
+  return {cond, floorToInt(digits / std::log10(cond))};
+}
+
+void print(const MultiplyBudget& budget) {
+  std::printf("cond: %g, mult_limit: %d\n", budget.cond, budget.limit);
+}
+
+void scaleByPowersOfTwo(MatrixXd& Y, const std::vector<double>& lengths) {
+  for (Eigen::Index j = 0; j < Y.cols(); ++j) {
+    if (!(lengths[j] > 0.0) || !std::isfinite(lengths[j])) continue;
+    int exponent = 0;
+    std::frexp(lengths[j], &exponent);
+    if (exponent != 0) Y.col(j) *= std::ldexp(1.0, -exponent);
+  }
+}
+
+void scaleByLargestEntries(MatrixXd& Y) {
+  std::vector<double> lengths(Y.cols(), 0.0);
+  if (Y.rows() > 0)
+    for (Eigen::Index j = 0; j < Y.cols(); ++j) lengths[j] = Y.col(j).cwiseAbs().maxCoeff();
+  scaleByPowersOfTwo(Y, lengths);
+}
+
+void project(const MatrixXd& X, const MatrixXd& T, MatrixXd& H) {
+  H.setZero(X.cols(), X.cols());
+  math::dgemmtLower(columnsOf(X), rowsOf(X), 1.0, X.data(), rowsOf(X), T.data(), rowsOf(T), 0.0, H.data(),
+                    columnsOf(X));
+}
+
+std::vector<int> orderByDistance(const std::vector<double>& ritz, double reference, bool falling) {
+  std::vector<double> key(ritz.size());
+  for (std::size_t i = 0; i < ritz.size(); ++i) {
+    const double distance = std::fabs(ritz[i] - reference);
+    key[i] = std::isnan(distance) ? std::numeric_limits<double>::infinity() : falling ? -distance : distance;
+  }
+  std::vector<int> order(ritz.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [&](int i, int j) { return key[i] < key[j]; });
+  return order;
+}
+
+void permutePairs(const std::vector<int>& order, std::vector<double>& values, MatrixXd& V) {
+  const std::vector<double> oldValues = values;
+  const MatrixXd oldVectors = V;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    values[i] = oldValues[order[i]];
+    V.col(Eigen::Index(i)) = oldVectors.col(order[i]);
+  }
+}
+
+void multiply(const MatrixXd& X, const MatrixXd& Q, MatrixXd& result) {
+  result.resize(X.rows(), Q.cols());
+  math::dgemm(math::Transpose::No, math::Transpose::No, rowsOf(X), columnsOf(Q), columnsOf(X), 1.0, X.data(),
+              rowsOf(X), Q.data(), rowsOf(Q), 0.0, result.data(), rowsOf(result));
+}
+
+void rotate(MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {
+  multiply(X, Q, work);
+  X.swap(work);
+}
+
+void subtractScaled(Sparse& A, double s, const Sparse& B) {
+  Sparse difference = A - s * B;
+  difference.makeCompressed();
+  A.swap(difference);
+}
+
+namespace {
+
+bool hasSolverForm(const Sparse& A) {
+  const int* start = A.outerIndexPtr();
+  const int* row = A.innerIndexPtr();
+  for (int c = 0; c < A.cols(); ++c)
+    if (start[c] == start[c + 1] || row[start[c]] != c) return false;
+  return true;
+}
+
+}  // namespace
+
+Sparse& solverForm(Sparse& A, Sparse& own) {
+  A.makeCompressed();
+  if (hasSolverForm(A)) return A;
+  std::vector<Eigen::Triplet<double, int>> terms;
+  terms.reserve(std::size_t(A.nonZeros()) + std::size_t(A.cols()));
+  for (int c = 0; c < A.outerSize(); ++c) {
+    terms.emplace_back(c, c, 0.0);
+    for (Sparse::InnerIterator entry(A, c); entry; ++entry)
+      if (entry.row() >= c) terms.emplace_back(int(entry.row()), c, entry.value());
+  }
+  own.resize(A.rows(), A.cols());
+  own.setFromTriplets(terms.begin(), terms.end());
+  return own;
+}
+
+}  // namespace si

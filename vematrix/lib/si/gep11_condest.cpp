@@ -1,0 +1,32 @@
+// Condition estimate of the generalised eigensolver.
+#include <cstdio>
+#include <random>
+
+#include "../solution/NormOperators.h"
+#include "../solution/Pardiso.h"
+#include "OneNormEst.h"
+#include "gep11.h"
+
+namespace si {
+
+namespace {
+
+// The random signs of this file's estimates: default seed, going on from call to call.
+std::mt19937 signs;
+
+}  // namespace
+
+double gep11::condest(Eigen::SparseMatrix<double, 0, int>& M) {
+  OneNormEstParams params = {static_cast<int>(M.rows()), 4};
+  const double normM = onenormest(M);
+  Vessa::Matrix::Pardiso solver(M, 4);
+  solver.SetEngine(engine);
+  if (!solver.factorize(false)) std::printf("Failure to factorize matrix in condest.\n");
+  Vessa::Matrix::norm::PardisoSolve solve(solver, true);
+  double normInverse = 0.0;
+  OneNormEst(params, solve, solve, normInverse, signs);
+  solver.disposeFactors();
+  return normM * normInverse;
+}
+
+}  // namespace si
