@@ -68,24 +68,22 @@ int gep11::Iteration::rationMultiplies() const {
   return std::min(budget.limit, kMostRepetitions);
 }
 
-bool gep11::Iteration::applyInverseOfB(Vessa::Matrix::Pardiso& factors, int repetitions) {
+bool gep11::Iteration::applyInverseOfB(Factors& factors, int repetitions) {
   return apply(factors, *m_moving, m_AX, Scaling::ByEnergy, repetitions);
 }
 
-bool gep11::Iteration::applyInverseOfA(Vessa::Matrix::Pardiso& factors, int repetitions) {
+bool gep11::Iteration::applyInverseOfA(Factors& factors, int repetitions) {
   return apply(factors, *m_solver.B, m_BX, Scaling::ByLargestEntry, repetitions);
 }
 
 /// One application at least; more only once a pair has converged, the converged columns being left alone.
-bool gep11::Iteration::apply(Vessa::Matrix::Pardiso& factors, const Sparse& multiplied, const MatrixXd& known,
+bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, const MatrixXd& known,
                              Scaling scaling, int repetitions) {
   if (open() == 0) return true;
   int done = 0;
   do {
     formRightHandSides(multiplied, known, done);
-    const Stopwatch time(m_solver.spent.solve);
-    m_solution.resize(m_solver.n, open());
-    if (!SolveMulti(factors, m_rhs, m_solution)) return false;
+    if (!factors.solve(m_rhs, m_solution)) return false;
     scaleSolutions(scaling);
     ++done;
   } while (m_converged != 0 && done < repetitions);

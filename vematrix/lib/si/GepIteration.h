@@ -1,4 +1,5 @@
 #pragma once
+#include "../si/Factors.h"
 #include "../si/SubspaceSteps.h"
 #include "../si/cholp.h"
 #include "../si/gep11.h"
@@ -37,9 +38,9 @@ public:
   /// Prints and returns how often the operator may be applied.
   int rationMultiplies() const;
   /// X ← B⁻¹·A·X for the columns that have not converged, `repetitions` times; false when a solve fails.
-  bool applyInverseOfB(Vessa::Matrix::Pardiso& factors, int repetitions);
+  bool applyInverseOfB(Factors& factors, int repetitions);
   /// X ← A⁻¹·B·X likewise, A being the moving matrix.
-  bool applyInverseOfA(Vessa::Matrix::Pardiso& factors, int repetitions);
+  bool applyInverseOfA(Factors& factors, int repetitions);
   /// An orthonormal basis of all p columns; false when there is none.
   bool orthonormalize();
   /// A B-orthonormal one.
@@ -68,8 +69,8 @@ private:
   enum class Scaling { ByEnergy, ByLargestEntry };
 
   int open() const { return m_solver.p - m_converged; }
-  bool apply(Vessa::Matrix::Pardiso& factors, const Sparse& multiplied, const Eigen::MatrixXd& known,
-             Scaling scaling, int repetitions);
+  bool apply(Factors& factors, const Sparse& multiplied, const Eigen::MatrixXd& known, Scaling scaling,
+             int repetitions);
   void formRightHandSides(const Sparse& multiplied, const Eigen::MatrixXd& known, int repetition);
   void scaleSolutions(Scaling scaling);
   bool lapackFailed(int info) const;

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "../math/parallel.h"
+#include "../si/Factors.h"
 #include "../si/GepIteration.h"
 #include "../si/Stopwatch.h"
 #include "../solution/TraceScope.h"
@@ -11,39 +12,8 @@ namespace si {
 namespace {
 
 using Sparse = Eigen::SparseMatrix<double, 0, int>;
-using Vessa::Matrix::Pardiso;
 
 constexpr int kOrthonormalisationPasses = 4;  // of cholp, after the first
-
-/// The direct solver of one solve, bound to a matrix that may change: each factorisation takes it as it
-/// stands.
-class Factors {
-public:
-  Factors(Sparse& matrix, int columns, Vessa::Matrix::PardisoEngine engine, si::SolveTimes& spent)
-      : m_matrix(matrix),
-        m_bound(solverForm(matrix, m_own)),
-        m_solver(m_bound, unsigned(columns)),
-        m_spent(spent) {
-    m_solver.SetEngine(engine);
-  }
-
-  bool factorize() {
-    const Stopwatch time(m_spent.factor);
-    ++m_spent.factorizations;
-    solverForm(m_matrix, m_own);
-    return m_solver.factorize(false);
-  }
-
-  Pardiso& solver() { return m_solver; }
-  int negative() const { return m_solver.negative_evals(); }
-
-private:
-  Sparse& m_matrix;
-  Sparse m_own;  // lower triangle with a full diagonal, where the matrix itself has another form
-  Sparse& m_bound;
-  Pardiso m_solver;
-  si::SolveTimes& m_spent;
-};
 
 }  // namespace
 
@@ -52,8 +22,8 @@ namespace {
 void checkSizes(const Sparse& A, const Sparse& B) {
   if (A.rows() == A.cols() && B.rows() == B.cols() && A.rows() == B.rows()) return;
   std::ostringstream message;
-  message << "si::gep11: A is " << A.rows() << " x " << A.cols() << " and B is " << B.rows() << " x " << B.cols()
-          << "; both must be square and of the same order";
+  message << "si::gep11: A is " << A.rows() << " x " << A.cols() << " and B is " << B.rows() << " x "
+          << B.cols() << "; both must be square and of the same order";
   throw Vessa::Matrix::CMatrixError(message.str());
 }
 
@@ -98,7 +68,7 @@ si::Status gep11::solve_exp_orth() {
       std::printf("shift:  %f\n", iteration.distanceTo(next));
       iteration.moveTo(next);
     }
-    if (!iteration.applyInverseOfB(factors.solver(), iteration.rationMultiplies())) return STATUS_FACTORIZE;
+    if (!iteration.applyInverseOfB(factors, iteration.rationMultiplies())) return STATUS_FACTORIZE;
     iteration.orthonormalize(basis);
     iteration.projectA();
     if (!iteration.solveStandard()) return STATUS_LAPACK;
@@ -160,7 +130,7 @@ si::Status gep11::iterateInverse(Iteration& iteration, Eigen::SparseMatrix<doubl
       negEvalsB = factors.negative();
     }
     const int repetitions = onCopy ? iteration.rationMultiplies() : 1;
-    if (!iteration.applyInverseOfA(factors.solver(), repetitions)) return STATUS_FACTORIZE;
+    if (!iteration.applyInverseOfA(factors, repetitions)) return STATUS_FACTORIZE;
     if (!iteration.orthonormalize()) return STATUS_LAPACK;
     iteration.projectPencil();
     if (factors.negative() > 0) iteration.reportIndefinite(factors.negative());
