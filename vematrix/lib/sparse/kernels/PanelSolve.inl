@@ -9,8 +9,15 @@ namespace {
 /// Columns that a single-vector sweep reads side by side.
 constexpr int sweepColumns = 8;
 
+/// L is read once and comes from memory. The processor sees the streams of tall columns by itself; of short
+/// ones every line that is read asks for the one this many doubles further on, in the panels to come (or
+/// before, where the sweep runs backwards): they follow one another in memory.
+constexpr std::ptrdiff_t streamAhead = 1024;
+/// Leading dimension from which columns are tall.
+constexpr std::ptrdiff_t tallColumn = 160;
+
 /// z(i) ← z(i) ± Σ L(i, q)·x(q) over N columns, q rising. Fresh: z(i) is taken as zero.
-template <class S, int N, bool Add, bool Fresh>
+template <class S, int N, bool Add, bool Fresh, bool Ahead>
 inline void SweepDown(const double* L, std::ptrdiff_t ldl, int rows, const double* x, double* z) {
   constexpr int W = S::width;
   typename S::Reg scalar[N];
@@ -21,7 +28,9 @@ inline void SweepDown(const double* L, std::ptrdiff_t ldl, int rows, const doubl
     typename S::Reg r = Fresh ? S::Zero() : S::Load(z + i);
     VEMATRIX_UNROLL
     for (int q = 0; q < N; ++q) {
-      const typename S::Reg l = S::Load(L + i + q * ldl);
+      const double* at = L + i + q * ldl;
+      if (Ahead) Prefetch(at + streamAhead);
+      const typename S::Reg l = S::Load(at);
       r = Add ? S::MulAdd(l, scalar[q], r) : S::NegMulAdd(l, scalar[q], r);
     }
     S::Store(z + i, r);
@@ -39,7 +48,7 @@ inline void SweepDown(const double* L, std::ptrdiff_t ldl, int rows, const doubl
 }
 
 /// sums(q) += Σ L(i, q)·z(i) lane by lane, i rising.
-template <class S, int N>
+template <class S, int N, bool Ahead>
 inline void SweepDots(const double* L, std::ptrdiff_t ldl, int rows, const double* z,
                       typename S::Reg (&sums)[N]) {
   constexpr int W = S::width;
@@ -47,7 +56,11 @@ inline void SweepDots(const double* L, std::ptrdiff_t ldl, int rows, const doubl
   for (; i + W <= rows; i += W) {
     const typename S::Reg r = S::Load(z + i);
     VEMATRIX_UNROLL
-    for (int q = 0; q < N; ++q) sums[q] = S::MulAdd(S::Load(L + i + q * ldl), r, sums[q]);
+    for (int q = 0; q < N; ++q) {
+      const double* at = L + i + q * ldl;
+      if (Ahead) Prefetch(at - streamAhead);
+      sums[q] = S::MulAdd(S::Load(at), r, sums[q]);
+    }
   }
   if (i < rows) {
     const typename S::Mask tail = S::Lanes(0, rows - i);
@@ -58,25 +71,25 @@ inline void SweepDots(const double* L, std::ptrdiff_t ldl, int rows, const doubl
 }
 
 /// One group of N columns of a forward sweep; L is the address of its diagonal entry, x of its first value.
-template <class S, int N>
+template <class S, int N, bool Ahead>
 void ForwardGroup(const double* L, std::ptrdiff_t ldl, int below, int m, bool first, double* x, double* y) {
   for (int q = 0; q < N; ++q)
     for (int j = q + 1; j < N; ++j) x[j] -= L[j + q * ldl] * x[q];
-  SweepDown<S, N, false, false>(L + N, ldl, below, x, x + N);
+  SweepDown<S, N, false, false, Ahead>(L + N, ldl, below, x, x + N);
   const double* rest = L + N + below;
   if (first)
-    SweepDown<S, N, true, true>(rest, ldl, m, x, y);
+    SweepDown<S, N, true, true, Ahead>(rest, ldl, m, x, y);
   else
-    SweepDown<S, N, true, false>(rest, ldl, m, x, y);
+    SweepDown<S, N, true, false, Ahead>(rest, ldl, m, x, y);
 }
 
-template <class S, int N>
+template <class S, int N, bool Ahead>
 void BackwardGroup(const double* L, std::ptrdiff_t ldl, const double* D, int below, int m, double* x,
                    const double* y) {
   typename S::Reg sums[N];
   for (int q = 0; q < N; ++q) sums[q] = S::Zero();
-  SweepDots<S, N>(L + N + below, ldl, m, y, sums);
-  SweepDots<S, N>(L + N, ldl, below, x + N, sums);
+  SweepDots<S, N, Ahead>(L + N + below, ldl, m, y, sums);
+  SweepDots<S, N, Ahead>(L + N, ldl, below, x + N, sums);
   for (int q = N - 1; q >= 0; --q) {
     double value = (D ? x[q] / D[q] : x[q]) - S::Sum(sums[q]);
     for (int j = N - 1; j > q; --j) value -= L[j + q * ldl] * x[j];
@@ -84,69 +97,86 @@ void BackwardGroup(const double* L, std::ptrdiff_t ldl, const double* D, int bel
   }
 }
 
-template <class S>
+template <class S, bool Ahead>
 void ForwardGroup(int columns, const double* L, std::ptrdiff_t ldl, int below, int m, bool first, double* x,
                   double* y) {
   switch (columns) {
     case 1:
-      return ForwardGroup<S, 1>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 1, Ahead>(L, ldl, below, m, first, x, y);
     case 2:
-      return ForwardGroup<S, 2>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 2, Ahead>(L, ldl, below, m, first, x, y);
     case 3:
-      return ForwardGroup<S, 3>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 3, Ahead>(L, ldl, below, m, first, x, y);
     case 4:
-      return ForwardGroup<S, 4>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 4, Ahead>(L, ldl, below, m, first, x, y);
     case 5:
-      return ForwardGroup<S, 5>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 5, Ahead>(L, ldl, below, m, first, x, y);
     case 6:
-      return ForwardGroup<S, 6>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 6, Ahead>(L, ldl, below, m, first, x, y);
     case 7:
-      return ForwardGroup<S, 7>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 7, Ahead>(L, ldl, below, m, first, x, y);
     default:
-      return ForwardGroup<S, 8>(L, ldl, below, m, first, x, y);
+      return ForwardGroup<S, 8, Ahead>(L, ldl, below, m, first, x, y);
   }
 }
 
-template <class S>
+template <class S, bool Ahead>
 void BackwardGroup(int columns, const double* L, std::ptrdiff_t ldl, const double* D, int below, int m,
                    double* x, const double* y) {
   switch (columns) {
     case 1:
-      return BackwardGroup<S, 1>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 1, Ahead>(L, ldl, D, below, m, x, y);
     case 2:
-      return BackwardGroup<S, 2>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 2, Ahead>(L, ldl, D, below, m, x, y);
     case 3:
-      return BackwardGroup<S, 3>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 3, Ahead>(L, ldl, D, below, m, x, y);
     case 4:
-      return BackwardGroup<S, 4>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 4, Ahead>(L, ldl, D, below, m, x, y);
     case 5:
-      return BackwardGroup<S, 5>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 5, Ahead>(L, ldl, D, below, m, x, y);
     case 6:
-      return BackwardGroup<S, 6>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 6, Ahead>(L, ldl, D, below, m, x, y);
     case 7:
-      return BackwardGroup<S, 7>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 7, Ahead>(L, ldl, D, below, m, x, y);
     default:
-      return BackwardGroup<S, 8>(L, ldl, D, below, m, x, y);
+      return BackwardGroup<S, 8, Ahead>(L, ldl, D, below, m, x, y);
+  }
+}
+
+template <class S, bool Ahead>
+void SweepForward(const double* L, std::ptrdiff_t ldl, int m, int k, double* x, double* y) {
+  for (int j = 0; j < k; j += sweepColumns) {
+    const int columns = Least(k - j, sweepColumns);
+    ForwardGroup<S, Ahead>(columns, L + j + j * ldl, ldl, k - j - columns, m - k, j == 0, x + j, y);
+  }
+}
+
+template <class S, bool Ahead>
+void SweepBackward(const double* L, std::ptrdiff_t ldl, const double* D, int m, int k, double* x,
+                   const double* y) {
+  for (int j = (k - 1) / sweepColumns * sweepColumns; j >= 0; j -= sweepColumns) {
+    const int columns = Least(k - j, sweepColumns);
+    BackwardGroup<S, Ahead>(columns, L + j + j * ldl, ldl, D ? D + j : D, k - j - columns, m - k, x + j, y);
   }
 }
 
 template <class S>
 void Forward(const double* L, std::ptrdiff_t ldl, int m, int k, double* x, double* y) {
   for (int i = 0; k <= 0 && i < m; ++i) y[i] = 0.0;
-  for (int j = 0; j < k; j += sweepColumns) {
-    const int columns = Least(k - j, sweepColumns);
-    ForwardGroup<S>(columns, L + j + j * ldl, ldl, k - j - columns, m - k, j == 0, x + j, y);
-  }
+  if (ldl < tallColumn)
+    SweepForward<S, true>(L, ldl, m, k, x, y);
+  else
+    SweepForward<S, false>(L, ldl, m, k, x, y);
 }
 
 template <class S>
 void Backward(const double* L, std::ptrdiff_t ldl, const double* D, int m, int k, double* x,
               const double* y) {
   if (k <= 0) return;
-  for (int j = (k - 1) / sweepColumns * sweepColumns; j >= 0; j -= sweepColumns) {
-    const int columns = Least(k - j, sweepColumns);
-    BackwardGroup<S>(columns, L + j + j * ldl, ldl, D ? D + j : D, k - j - columns, m - k, x + j, y);
-  }
+  if (ldl < tallColumn)
+    SweepBackward<S, true>(L, ldl, D, m, k, x, y);
+  else
+    SweepBackward<S, false>(L, ldl, D, m, k, x, y);
 }
 
 /// Rows of X that are multiplied at a time: with all their lanes they stay in the first-level cache.
@@ -157,13 +187,44 @@ inline std::ptrdiff_t RowOf(const int* rows, int i) {
   return rows ? rows[i] : i;
 }
 
+/// Accumulate with b read from memory: asks for the line that is `ahead` doubles beyond each column's.
+template <class S, int V, int N>
+inline __attribute__((always_inline)) void AccumulateStream(int k, const double* a, std::ptrdiff_t sa,
+                                                            const double* b, std::ptrdiff_t sb,
+                                                            std::ptrdiff_t ahead,
+                                                            typename S::Reg (&acc)[V][N]) {
+  VEMATRIX_UNROLL
+  for (int v = 0; v < V; ++v) {
+    VEMATRIX_UNROLL
+    for (int j = 0; j < N; ++j) acc[v][j] = S::Zero();
+  }
+  for (int p = 0; p < k; ++p, a += sa, b += sb) {
+    Prefetch(b + ahead);
+    typename S::Reg lanes[V];
+    VEMATRIX_UNROLL
+    for (int v = 0; v < V; ++v) lanes[v] = S::Load(a + v * S::width);
+    VEMATRIX_UNROLL
+    for (int j = 0; j < N; ++j) {
+      const typename S::Reg scalar = S::Broadcast(b[j]);
+      VEMATRIX_UNROLL
+      for (int v = 0; v < V; ++v) acc[v][j] = S::MulAdd(lanes[v], scalar, acc[v][j]);
+    }
+  }
+}
+
+/// How far ahead the block sweeps ask for L: down the same columns when the panel is large, else into the
+/// next panels.
+inline std::ptrdiff_t LinesAhead(std::ptrdiff_t ldl, int depth) {
+  return ldl * depth > 8 * streamAhead ? 24 : streamAhead;
+}
+
 /// N rows: Y(rows[i], :) −= Σ L(i, p)·X(p, :) over depth values of p.
 template <class S, int V, int N>
 void SubtractRows(const double* L, std::ptrdiff_t ldl, int depth, const double* X, std::ptrdiff_t ldx,
-                  double* Y, std::ptrdiff_t ldy, const int* rows, int i) {
+                  double* Y, std::ptrdiff_t ldy, const int* rows, int i, std::ptrdiff_t ahead) {
   constexpr int W = S::width;
   typename S::Reg acc[V][N];
-  Accumulate<S, V, N, false>(depth, X, ldx, L + i, ldl, S::Lanes(0, W), acc);
+  AccumulateStream<S, V, N>(depth, X, ldx, L + i, ldl, ahead, acc);
   VEMATRIX_UNROLL
   for (int r = 0; r < N; ++r) {
     double* y = Y + RowOf(rows, i + r) * ldy;
@@ -174,25 +235,27 @@ void SubtractRows(const double* L, std::ptrdiff_t ldl, int depth, const double* 
 
 template <class S, int V>
 void SubtractRows(int count, const double* L, std::ptrdiff_t ldl, int depth, const double* X,
-                  std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy, const int* rows, int i) {
+                  std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy, const int* rows, int i,
+                  std::ptrdiff_t ahead) {
   constexpr int N = S::tileColumns;
-  if (count == N) return SubtractRows<S, V, N>(L, ldl, depth, X, ldx, Y, ldy, rows, i);
+  if (count == N) return SubtractRows<S, V, N>(L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
   if (N > 4 && count >= 4) {
-    SubtractRows<S, V, 4>(L, ldl, depth, X, ldx, Y, ldy, rows, i);
+    SubtractRows<S, V, 4>(L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
     i += 4;
     count -= 4;
   }
-  if (count == 3) return SubtractRows<S, V, 3>(L, ldl, depth, X, ldx, Y, ldy, rows, i);
-  if (count == 2) return SubtractRows<S, V, 2>(L, ldl, depth, X, ldx, Y, ldy, rows, i);
-  if (count == 1) return SubtractRows<S, V, 1>(L, ldl, depth, X, ldx, Y, ldy, rows, i);
+  if (count == 3) return SubtractRows<S, V, 3>(L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
+  if (count == 2) return SubtractRows<S, V, 2>(L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
+  if (count == 1) return SubtractRows<S, V, 1>(L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
 }
 
 /// All rows 0 ≤ i < m: Y(rows[i], :) −= L(i, 0..depth)·X.
 template <class S, int V>
 void SubtractAllRows(const double* L, std::ptrdiff_t ldl, int m, int depth, const double* X,
                      std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy, const int* rows) {
+  const std::ptrdiff_t ahead = LinesAhead(ldl, depth);
   for (int i = 0; i < m; i += S::tileColumns)
-    SubtractRows<S, V>(Least(m - i, S::tileColumns), L, ldl, depth, X, ldx, Y, ldy, rows, i);
+    SubtractRows<S, V>(Least(m - i, S::tileColumns), L, ldl, depth, X, ldx, Y, ldy, rows, i, ahead);
 }
 
 /// N columns of L against many rows: X(q, :) −= Σ L(i, q)·Y(rows[i], :) over i = 0 … m−1.
@@ -290,7 +353,7 @@ void ForwardLanes(const double* L, std::ptrdiff_t ldl, int m, int k, double* X, 
     double* x = X + b * ldx;
     for (int j = 0; j < depth; j += N) {
       const int columns = Least(depth - j, N);
-      SubtractRows<S, V>(columns, block, ldl, j, x, ldx, x, ldx, nullptr, j);
+      SubtractRows<S, V>(columns, block, ldl, j, x, ldx, x, ldx, nullptr, j, LinesAhead(ldl, depth));
       SolveDownSmall<S, V>(block + j + j * ldl, ldl, columns, x + j * ldx, ldx);
     }
     SubtractAllRows<S, V>(block + depth, ldl, k - b - depth, depth, x, ldx, x + depth * ldx, ldx, nullptr);

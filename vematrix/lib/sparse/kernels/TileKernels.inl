@@ -13,6 +13,11 @@ inline int Least(int a, int b) {
   return a < b ? a : b;
 }
 
+/// Asks for the cache line at p, which may lie anywhere.
+inline void Prefetch(const double* p) {
+  __builtin_prefetch(p, 0, 3);
+}
+
 /// acc(v, j) ← Σ a(v, p)·b(j, p) over p = 0 … k−1, in that order: the one sum of every product kernel.
 /// @param a  vectors of V·width rows, stride sa from p to p+1;  @param b  N scalars, stride sb
 /// @param tail  lanes of the last vector that may be read (Tail only)
@@ -52,6 +57,19 @@ struct TileTarget {
   bool fresh;
 };
 
+/// Depth from which the lines of C are asked for before the sum begins, so that they are there when it ends.
+constexpr int prefetchDepth = 24;
+
+/// Asks for all lines of a tile of C that is to be changed.
+template <int rows>
+inline void PrefetchTile(const TileTarget& t) {
+  for (int j = 0; j < t.columns; ++j) {
+    const double* c = t.c + j * t.ldc;
+    for (int i = 0; i < rows; i += 8) __builtin_prefetch(c + i, 1, 3);
+    __builtin_prefetch(c + rows - 1, 1, 3);
+  }
+}
+
 /// C −= tile where all of it exists below the diagonal.
 template <class S, int V, int N>
 inline __attribute__((always_inline)) void SubtractWhole(const TileTarget& t,
@@ -90,6 +108,7 @@ inline void SubtractTile(const TileTarget& t, int k, const double* a, std::ptrdi
   constexpr int N = S::tileColumns;
   typename S::Reg acc[V][N];
   const bool whole = t.rows == V * S::width;
+  if (k >= prefetchDepth) PrefetchTile<V * S::width>(t);
   if (whole || padded)
     Accumulate<S, V, N, false>(k, a, sa, b, N, S::Lanes(0, S::width), acc);
   else
