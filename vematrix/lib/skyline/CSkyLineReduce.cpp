@@ -2,6 +2,7 @@
 #include <exception>
 
 #include "CSkyLine.h"
+#include "SkylineBlock.h"
 #include "SkylinePlain.h"
 #include "SkylineReference.h"
 
@@ -28,7 +29,7 @@ void ReduceDiagonal(SkylineValueStore& value, int n, skyline::Pivots& pivots) {
 bool ReduceProfile(SkylineValueStore& value, const int* end, int n, skyline::Pivots& pivots) {
   if (value.NumChunks() != 1) return skyline::plain::ReduceColumns(value, end, 1, n, pivots);
   double* chunk = &value[0];
-  return skyline::plain::ReduceColumns(chunk, end, 1, n, pivots);
+  return skyline::ReduceInBlocks(chunk, end, n, pivots, skyline::FastestBlockKernels());
 }
 
 }  // namespace
