@@ -9,6 +9,9 @@ class Program;
 void addSolve(Program& program);
 void addModel(Program& program);
 void addConvert(Program& program);
+void addModes(Program& program);
+void addEig(Program& program);
+void addCond(Program& program);
 
 }  // namespace cli
 }  // namespace vematrix

@@ -72,14 +72,17 @@ SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
   return settled;
 }
 
-Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice)
-    : m_method(methodNamed(choice.method)), m_scale(matrix.balancing()) {
+Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balanced)
+    : m_method(methodNamed(choice.method)),
+      m_scale(balanced ? matrix.balancing() : Eigen::VectorXd::Ones(matrix.n())) {
   Stopwatch watch;
   m_matrix.SetMethod(m_method);
   m_matrix.SetLog(&m_report);
   m_matrix.SetPardisoNumThreads(choice.threads);
-  m_matrix.SetZeroStiff(zeroPivot);
-  m_matrix.getSkyLine().SetZero(zeroPivot);
+  if (balanced) {
+    m_matrix.SetZeroStiff(zeroPivot);
+    m_matrix.getSkyLine().SetZero(zeroPivot);
+  }
   m_matrix.SetNumDof(matrix.n());
   matrix.forEach(
       [&](int i, int j, double v) { m_matrix.AddTerm(i, j, v * (m_scale[i - 1] * m_scale[j - 1])); });
@@ -100,7 +103,7 @@ int Solver::reduce(Option option) {
 
 int Solver::numNegative() {
   if (m_method == SolPardiso) return m_sturm ? m_matrix.getPardiso().negative_evals() : -1;
-  if (m_method != SolSkyline) return -1;
+  if (m_method == SolCompColumn) return m_matrix.getCompColumn().NumNegative();
   const CDiag pivots = m_matrix.getSkyLine().Diag();
   int count = 0;
   for (int i = 1; i <= pivots.NumDof(); ++i) count += pivots.GetAt(i, i) < 0.0;

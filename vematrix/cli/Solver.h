@@ -35,8 +35,9 @@ struct PhaseSeconds {
 /// the absolute thresholds of the engines mean the same in every system of units.
 class Solver {
 public:
-  /// Assembles and finalises. @param choice  settled
-  Solver(const UpperMatrix& matrix, const SolverChoice& choice);
+  /// Assembles and finalises. @param choice  settled @param balanced  false: no scaling, thresholds as they
+  /// are
+  Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balanced = true);
 
   /// Factorises as positive definite (stiffness) or indefinite (Sturm). @return the result code of the facade
   int reduce(Vessa::Matrix::Option option);
@@ -50,6 +51,9 @@ public:
   bool solve(Eigen::VectorXd& f);
   /// The same for the scaled matrix D A D.
   bool solveScaled(Eigen::VectorXd& y);
+
+  /// The solution matrix itself, for what is asked of it alone (condition estimates).
+  Vessa::Matrix::CSolnMatrix& matrix() { return m_matrix; }
 
   const Eigen::VectorXd& scale() const { return m_scale; }
   const PhaseSeconds& seconds() const { return m_seconds; }

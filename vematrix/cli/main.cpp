@@ -20,6 +20,9 @@ int main(int argc, char** argv) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, endBySignal);
   vematrix::cli::Program program;
   vematrix::cli::addSolve(program);
+  vematrix::cli::addModes(program);
+  vematrix::cli::addEig(program);
+  vematrix::cli::addCond(program);
   vematrix::cli::addModel(program);
   vematrix::cli::addConvert(program);
   return program.run(argc, argv);
