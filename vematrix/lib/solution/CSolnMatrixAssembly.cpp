@@ -231,7 +231,7 @@ int CSolnMatrix::CreateIndex() {
       const bool ok = m_skyline.CreateIndex();
       const int numTerm = m_skyline.NumStiff();
       if (!ok) return -numTerm;
-      m_skyline.Null();
+      if (m_skyline.IsDiagonal()) m_skyline.Null();  // a profile has just been allocated, all zeros
       return numTerm;
     }
     case SolNone:
