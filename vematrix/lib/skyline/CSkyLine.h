@@ -164,6 +164,9 @@ private:
   CVector MultiplyAssembled(CVector const& x);
   CVector MultiplyReduced(CVector const& x);
 
+  void SolveInPlace(double* x, int count);
+  void Multiply(const double* x, double* y, int count, bool reduced) const;
+  void MultiplyInPieces(const double* x, double* y, int count, bool reduced) const;
   int NumValues() const;
   int NumAccessible() const;
   bool HasStorage() const;

@@ -4,7 +4,7 @@
 #include "CSkyLine.h"
 #include "SkylineBlock.h"
 #include "SkylinePlain.h"
-#include "SkylineReference.h"
+#include "SkylineSweep.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -79,22 +79,33 @@ bool CSkyLine::SturmFailure() const {
 void CSkyLine::BackSubs(CVector& v) {
   Note("Back-substitution");
   RequireStorage("BackSubs", v.Size());
-  double* x = v.Array();
-  if (m_diagonal) {
-    for (int i = 0; i < m_numDof; ++i) x[i] /= m_value[i];
-  } else {
-    skyline::reference::Solve(m_value, m_column.data(), m_numDof, x);
-  }
+  SolveInPlace(v.Array(), 1);
 }
 
 void CSkyLine::BackSubs(CMatrix<0>& m) {
   Note("Back-substitution");
   RequireStorage("BackSubs", m.NumRows());
-  CVector column(m_numDof);
-  for (int c = 1; c <= m.NumCols(); ++c) {
-    for (int i = 1; i <= m_numDof; ++i) column[i] = m.GetAt(i, c);
-    BackSubs(column);
-    for (int i = 1; i <= m_numDof; ++i) m.SetAt(i, c, column[i]);
+  SolveInPlace(m.Array(), m.NumCols());
+}
+
+/// Solves for `count` vectors side by side, row by row.
+void CSkyLine::SolveInPlace(double* x, int count) {
+  const int* end = m_column.data();
+  if (m_numDof < 1 || count < 1) return;
+  if (m_diagonal) {
+    for (int i = 0; i < m_numDof; ++i)
+      for (int c = 0; c < count; ++c) x[static_cast<std::size_t>(i) * count + c] /= m_value[i];
+  } else if (m_value.NumChunks() != 1) {
+    std::vector<double> v(m_numDof);
+    for (int c = 0; c < count; ++c) {
+      for (int i = 0; i < m_numDof; ++i) v[i] = x[static_cast<std::size_t>(i) * count + c];
+      skyline::plain::Solve(m_value, end, m_numDof, v.data());
+      for (int i = 0; i < m_numDof; ++i) x[static_cast<std::size_t>(i) * count + c] = v[i];
+    }
+  } else if (count == 1) {
+    skyline::Solve(&m_value[0], end, m_numDof, x, skyline::FastestSweepKernels());
+  } else {
+    skyline::SolveBlock(&m_value[0], end, m_numDof, x, count, skyline::FastestSweepKernels());
   }
 }
 

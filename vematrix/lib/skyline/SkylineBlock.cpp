@@ -13,42 +13,6 @@ namespace Vessa {
 namespace Matrix {
 namespace skyline {
 
-namespace baseline {
-extern const BlockKernels kKernels;
-}
-#if defined(__x86_64__)
-namespace avx2 {
-extern const BlockKernels kKernels;
-}
-namespace avx512 {
-extern const BlockKernels kKernels;
-}
-#endif
-
-const BlockKernels& BaselineBlockKernels() {
-  return baseline::kKernels;
-}
-
-const BlockKernels* Avx2BlockKernels() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) return &avx2::kKernels;
-#endif
-  return nullptr;
-}
-
-const BlockKernels* Avx512BlockKernels() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return &avx512::kKernels;
-#endif
-  return nullptr;
-}
-
-const BlockKernels& FastestBlockKernels() {
-  if (const BlockKernels* kernels = Avx512BlockKernels()) return *kernels;
-  if (const BlockKernels* kernels = Avx2BlockKernels()) return *kernels;
-  return BaselineBlockKernels();
-}
-
 namespace {
 
 const int kMostColumns = 64;

@@ -6,7 +6,9 @@ typedef long long Mask __attribute__((vector_size(VEMATRIX_LANES * 8), may_alias
 
 const int kLanes = VEMATRIX_LANES;
 
+#ifndef VEMATRIX_INLINE
 #define VEMATRIX_INLINE inline __attribute__((always_inline))
+#endif
 
 VEMATRIX_INLINE int Larger(int a, int b) {
   return a > b ? a : b;

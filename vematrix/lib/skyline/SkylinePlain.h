@@ -91,6 +91,55 @@ bool ReduceColumns(Values& value, const int* end, int first, int last, Pivots& p
   return true;
 }
 
+/// Σ value(a + t)·x(i − t), t = 0..count − 1 (i is 0-based), in the order of SkylineSweep.h.
+template <class Values>
+inline double ColumnDot(Values& value, int a, const double* x, int i, int count) {
+  double part[8] = {};
+  int t = 0;
+  for (; t + 8 <= count; t += 8)
+    for (int k = 0; k < 8; ++k) part[k] += value[a + t + k] * x[i - t - k];
+  double sum = ((part[0] + part[4]) + (part[2] + part[6])) + ((part[1] + part[5]) + (part[3] + part[7]));
+  for (; t < count; ++t) sum += value[a + t] * x[i - t];
+  return sum;
+}
+
+/// x(i − t) += f·value(a + t)
+template <class Values>
+inline void AddColumn(Values& value, int a, double* x, int i, int count, double f) {
+  for (int t = 0; t < count; ++t) x[i - t] += f * value[a + t];
+}
+
+/// x := (L·D·Lᵀ)⁻¹·x; x[0] belongs to dof 1.
+template <class Values>
+void Solve(Values& value, const int* end, int n, double* x) {
+  for (int j = 2; j <= n; ++j)
+    x[j - 1] -= ColumnDot(value, end[j - 1] + 1, x, j - 2, end[j] - end[j - 1] - 1);
+  for (int j = 1; j <= n; ++j) x[j - 1] /= value[end[j - 1]];
+  for (int j = n; j >= 2; --j) AddColumn(value, end[j - 1] + 1, x, j - 2, end[j] - end[j - 1] - 1, -x[j - 1]);
+}
+
+/// y := K·x with the assembled matrix.
+template <class Values>
+void MultiplyAssembled(Values& value, const int* end, int n, const double* x, double* y) {
+  std::fill_n(y, n, 0.0);
+  for (int j = 1; j <= n; ++j) {
+    const int a = end[j - 1] + 1;
+    y[j - 1] += value[a - 1] * x[j - 1];
+    y[j - 1] += ColumnDot(value, a, x, j - 2, end[j] - a);
+    AddColumn(value, a, y, j - 2, end[j] - a, x[j - 1]);
+  }
+}
+
+/// y := L·D·Lᵀ·x with the reduced matrix.
+template <class Values>
+void MultiplyReduced(Values& value, const int* end, int n, const double* x, double* y) {
+  std::copy_n(x, n, y);
+  for (int j = 2; j <= n; ++j) AddColumn(value, end[j - 1] + 1, y, j - 2, end[j] - end[j - 1] - 1, x[j - 1]);
+  for (int j = 1; j <= n; ++j) y[j - 1] *= value[end[j - 1]];
+  for (int j = n; j >= 2; --j)
+    y[j - 1] += ColumnDot(value, end[j - 1] + 1, y, j - 2, end[j] - end[j - 1] - 1);
+}
+
 }  // namespace plain
 }  // namespace skyline
 }  // namespace Matrix

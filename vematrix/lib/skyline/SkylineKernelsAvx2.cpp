@@ -1,0 +1,45 @@
+// The skyline's kernels for processors with AVX2; compiled with the flags for it.
+#include "SkylineBlock.h"
+#include "SkylineSweep.h"
+
+#if defined(__x86_64__)
+#define VEMATRIX_LANES 4
+
+namespace Vessa {
+namespace Matrix {
+namespace skyline {
+namespace avx2 {
+namespace {
+
+namespace block {
+#include "SkylineBlockKernels.h"
+}
+namespace sweep {
+#include "SkylineSweepKernels.h"
+}
+
+}  // namespace
+
+extern const BlockKernels kBlockKernels;
+const BlockKernels kBlockKernels = {"AVX2",           block::kLanes,     block::Pack,     block::ReduceAbove,
+                                    block::ReduceRow, block::StoreAbove, block::DivideRow};
+
+extern const SweepKernels kSweepKernels;
+const SweepKernels kSweepKernels = {"AVX2",
+                                    sweep::kLanes,
+                                    sweep::Forward,
+                                    sweep::Backward,
+                                    sweep::Product,
+                                    sweep::Spread,
+                                    sweep::Gather,
+                                    sweep::BlockForward,
+                                    sweep::BlockBackward,
+                                    sweep::BlockProduct,
+                                    sweep::BlockSpread,
+                                    sweep::BlockGather};
+
+}  // namespace avx2
+}  // namespace skyline
+}  // namespace Matrix
+}  // namespace Vessa
+#endif
