@@ -1,7 +1,9 @@
 // Analysis, factorisation and solution of one model by the library's sparse engine and, where it is linked,
 // MKL PARDISO:
 //   sparse_direct [--threads 1,2] [--repeat 3] [--no-peer] brick:20 plate:58:58 ...
+#include <time.h>
 #include <algorithm>
+
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -65,6 +67,12 @@ Lower Assemble(const vematrix::models::Model& model) {
 
 double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double CpuNow() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
 double Median(int repeat, const std::function<void()>& run) {
@@ -163,7 +171,13 @@ Row RunOwn(const Lower& a, int threads, int repeat, std::string& ordering) {
                           sparse::SymmetricLdlt other;
                           other.Analyse(a.n, a.start.data(), a.row.data(), sparse::Triangle::Lower, threads);
                         }));
-  r.factor = Median(repeat, factorize);
+  double cpu = 1e300;
+  r.factor = Median(repeat, [&] {
+    const double c = CpuNow();
+    factorize();
+    cpu = std::min(cpu, CpuNow() - c);
+  });
+  std::printf("least CPU time of a factorisation %.4f s\n", cpu);
   std::vector<double> b(static_cast<std::size_t>(a.n) * kBlock), x;
   for (std::size_t k = 0; k < b.size(); ++k) b[k] = 1.0 + static_cast<double>(k % 7);
   x = b;
@@ -182,7 +196,9 @@ Row RunOwn(const Lower& a, int threads, int repeat, std::string& ordering) {
   r.terms = p.storedTerms / 1e6;
   r.gflop = p.operations / 1e9;
   ordering = p.ordering + ", L " + std::to_string(p.factorTerms / 1e6) + " M, predicted peak " +
-             std::to_string(p.peakBytes / 1000000) + " MB";
+             std::to_string(p.peakBytes / 1000000) + " MB (analysis " +
+             std::to_string(p.analysisBytes / 1000000) + ", factor " +
+             std::to_string(p.factorBytes / 1000000) + ")";
   return r;
 }
 

@@ -107,7 +107,7 @@ TEST(SymmetricLdlt, RandomMatricesUpToSixtyDofs) {
 }
 
 TEST(SymmetricLdlt, DenseFrontsAroundThePanelWidth) {
-  for (int n : {31, 32, 33, 255, 256, 257, 300, 513})
+  for (int n : {31, 32, 33, 127, 128, 129, 255, 257, 385})
     ExpectSolves(Random(n, 1.0, n % 2 == 0, n), n % 2 == 0, "n " + std::to_string(n));
 }
 

@@ -185,16 +185,19 @@ void Predict(const ChosenOrder& chosen, LdltAnalysis& a) {
   p.factorTerms = chosen.cost.terms;
   p.operations = chosen.cost.operations;
   const Supernodes& tree = a.tree;
+  // The factor grows as the stack of contribution blocks rises and falls.
   std::vector<std::int64_t> stays(tree.Count(), 0);
   std::int64_t stack = 0, highest = 0;
   for (int s = 0; s < tree.Count(); ++s) {
     const std::int64_t k = tree.Columns(s), m = k + tree.Rows(s);
     p.storedTerms += k * m - k * (k - 1) / 2;
     stays[s] = PanelStorage(tree.Rows(s), tree.Rows(s));
-    stack += stays[s];
-    highest = std::max(highest, stack);
-    for (int t = tree.childStart[s]; t < tree.childStart[s + 1]; ++t) stack -= stays[tree.child[t]];
+    std::int64_t below = 0;
+    for (int t = tree.childStart[s]; t < tree.childStart[s + 1]; ++t) below += stays[tree.child[t]];
+    highest = std::max(highest, a.panelStart[s + 1] + stack + std::max<std::int64_t>(0, stays[s] - below));
+    stack += stays[s] - below;
   }
+  highest = std::max(highest - a.panelStart.back(), std::int64_t(0)) + a.panelStart.back() / 32;
   const auto bytes = [](std::size_t count, std::size_t each) {
     return static_cast<std::int64_t>(count * each);
   };

@@ -69,7 +69,7 @@ struct PanelShape {
   std::int64_t offset;  ///< within the supernode's storage
 };
 
-constexpr int kPanelWidth = 256;
+constexpr int kPanelWidth = 128;
 
 /// Leading dimension that keeps columns of long panels aligned without wasting much on short ones.
 inline int PanelStride(int rows) noexcept {

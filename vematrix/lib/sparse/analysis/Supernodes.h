@@ -30,8 +30,8 @@ struct Supernodes {
 /// amalgamation benchmark on plates, shells, bricks, bars and frames.
 struct AmalgamationCosts {
   double perFront = 600.0;         ///< handling one more front
-  double perContribution = 1.0;    ///< writing one entry of a contribution block and adding it to the parent
-  double perZero = 1.0;            ///< one more stored entry of L, factorised once and read by solves
+  double perContribution = 0.1;    ///< writing one entry of a contribution block and adding it to the parent
+  double perZero = 2.0;            ///< one more stored entry of L, factorised once and read by solves
   double perOperation = 1.0 / 80;  ///< one operation of the dense kernels
 };
 

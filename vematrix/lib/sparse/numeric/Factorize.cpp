@@ -5,6 +5,7 @@
 
 #include "../TaskCrew.h"
 #include "../kernels/FrontKernels.h"
+#include "BlockStore.h"
 #include "Front.h"
 #include "LdltFactor.h"
 
@@ -15,14 +16,24 @@ namespace {
 
 /// A front is shared among threads when it has at least so many operations.
 constexpr double kSharedOperations = 3e7;
-constexpr int kTileRows = 768;   ///< rows of C that one piece of a shared update takes
-constexpr int kAddColumns = 64;  ///< columns that one piece of a shared addition takes
+constexpr int kTileRows = 768;    ///< rows of C that one piece of a shared update takes
+constexpr int kAddColumns = 64;   ///< columns that one piece of a shared addition takes
+constexpr int kPanelsAtOnce = 3;  ///< panels of a contribution block between two waits of a shared front
 
-/// Scratch of one thread.
+/// One child of a front: its block, panel by panel, and where its rows go.
+struct ChildBlock {
+  int s = 0, rows = 0;
+  Trapezoid block;
+  RowPlaces places;
+};
+
+/// Scratch of one thread. The front is the one this thread leads.
 struct Bench {
   kernels::Workspace work;
   kernels::PivotStats stats;
-  RowPlaces places;
+  BlockStore store;
+  Trapezoid pivots, block;
+  std::vector<ChildBlock> children;
 };
 
 /// One factorisation: the fronts in the order of the tasks.
@@ -36,6 +47,9 @@ public:
         m_crew(analysis.tasks, threads),
         m_bench(m_crew.Threads()),
         m_block(analysis.tree.Count()) {
+    const std::size_t idle =
+        static_cast<std::size_t>(analysis.panelStart.back()) / 64 / m_bench.size() + (1 << 15);
+    for (Bench& bench : m_bench) bench.store.Limit(idle);
     m_rule.mode = static_cast<int>(mode);
     m_rule.zeroStiff = threshold;
   }
@@ -48,10 +62,11 @@ public:
   }
 
 private:
-  struct FrontShape {
-    int s, columns, rows;
-    Trapezoid pivots, block;
+  struct Front {
+    int s, columns, rows, numChildren;
     bool shared;
+    Bench& bench;
+    int worker;
   };
 
   bool RunTask(const TreeTask& task, int worker) {
@@ -62,85 +77,111 @@ private:
   }
 
   bool Eliminate(int s, int worker) {
-    FrontShape front;
-    front.s = s;
-    front.columns = m_a.tree.Columns(s);
-    front.rows = m_a.tree.Rows(s);
-    const double k = front.columns, r = front.rows;
-    front.shared = m_crew.Threads() > 1 && k * (k + r) * (k + r) > kSharedOperations;
-    front.pivots =
-        Trapezoid(m_factor.panel.Data() + m_a.panelStart[s], front.columns + front.rows, front.columns);
+    const int columns = m_a.tree.Columns(s), rows = m_a.tree.Rows(s);
+    const double k = columns, size = columns + rows;
+    Front front{
+        s,     columns, rows, 0, m_crew.Threads() > 1 && k * size * size > kSharedOperations, m_bench[worker],
+        worker};
+    front.bench.pivots.Set(m_factor.panel.Data() + m_a.panelStart[s], columns + rows, columns);
     AssembleTerms(front);
-    AddChildrenToPivots(front, worker);
-    if (!FactorPivots(front, worker)) return false;
-    if (front.rows > 0) {
-      m_block[s] = math::LargeArray(static_cast<std::size_t>(PanelStorage(front.rows, front.rows)));
-      front.block = Trapezoid(m_block[s].Data(), front.rows, front.rows);
-      UpdateBlock(front, worker);
-      AddChildrenToBlock(front, worker);
+    TakeChildren(front);
+    for (int c = 0; c < front.numChildren; ++c) {
+      ChildBlock& child = front.bench.children[c];
+      AddRange(front, child, 0, child.places.split, 0, front.bench.pivots);
+      Release(front, child, child.places.split);
     }
-    const Supernodes& tree = m_a.tree;
-    for (int t = tree.childStart[s]; t < tree.childStart[s + 1]; ++t)
-      m_block[tree.child[t]] = math::LargeArray();
+    if (!FactorPivots(front)) return false;
+    BuildBlock(front);
     return true;
   }
 
-  void AssembleTerms(const FrontShape& front) {
+  void AssembleTerms(const Front& front) {
     double* panel = m_factor.panel.Data() + m_a.panelStart[front.s];
-    std::memset(
-        panel, 0,
-        static_cast<std::size_t>(m_a.panelStart[front.s + 1] - m_a.panelStart[front.s]) * sizeof(double));
+    const std::int64_t length = m_a.panelStart[front.s + 1] - m_a.panelStart[front.s];
+    std::memset(panel, 0, static_cast<std::size_t>(length) * sizeof(double));
     for (int e = m_a.termStart[front.s]; e < m_a.termStart[front.s + 1]; ++e) {
       panel[m_a.termTarget[e]] += m_value[m_a.termSource[e]];
     }
   }
 
-  template <class Add>
-  void ForEachChild(const FrontShape& front, int worker, Add add) {
+  void TakeChildren(Front& front) {
     const Supernodes& tree = m_a.tree;
     for (int t = tree.childStart[front.s]; t < tree.childStart[front.s + 1]; ++t) {
-      const int c = tree.child[t], rows = tree.Rows(c);
-      if (rows == 0) continue;
-      RowPlaces& places = m_bench[worker].places;
-      places.Set(m_a.RowsAsChild(c), rows, tree.firstColumn[front.s], front.columns,
-                 m_a.RowsAsParent(front.s));
-      add(Trapezoid(m_block[c].Data(), rows, rows), rows, places);
+      const int c = tree.child[t];
+      if (tree.Rows(c) == 0) continue;
+      if (static_cast<int>(front.bench.children.size()) == front.numChildren)
+        front.bench.children.emplace_back();
+      ChildBlock& child = front.bench.children[front.numChildren++];
+      child.s = c;
+      child.rows = tree.Rows(c);
+      child.block.SetShape(child.rows, child.rows);
+      for (int p = 0; p < child.block.Panels(); ++p) child.block.Place(p, m_block[c][p].Data());
+      child.places.Set(m_a.RowsAsChild(c), child.rows, tree.firstColumn[front.s], front.columns,
+                       m_a.RowsAsParent(front.s));
+    }
+  }
+
+  /// Gives back the panels of a child whose columns all lie before `end`.
+  void Release(const Front& front, const ChildBlock& child, int end) {
+    for (int p = 0; p < child.block.Panels(); ++p) {
+      const PanelShape& shape = child.block.Panel(p);
+      if (shape.first + shape.width > end) break;
+      front.bench.store.Give(std::move(m_block[child.s][p]));
+      m_block[child.s][p] = math::LargeArray();
     }
   }
 
   /// Columns [c0, c1) of a child, in pieces when the front is shared.
-  void AddRange(const FrontShape& front, int worker, const Trapezoid& child, int rows,
-                const RowPlaces& places, int c0, int c1, int shift, const Trapezoid& target) {
+  void AddRange(const Front& front, const ChildBlock& child, int c0, int c1, int shift,
+                const Trapezoid& target) {
     if (!front.shared || c1 - c0 <= kAddColumns) {
-      AddColumns(child, rows, places, c0, c1, shift, target);
+      AddColumns(child.block, child.rows, child.places, c0, c1, shift, target);
       return;
     }
-    m_crew.ForPieces((c1 - c0 + kAddColumns - 1) / kAddColumns, worker, [&](int piece, int) {
+    m_crew.ForPieces((c1 - c0 + kAddColumns - 1) / kAddColumns, front.worker, [&](int piece, int) {
       const int begin = c0 + piece * kAddColumns;
-      AddColumns(child, rows, places, begin, std::min(c1, begin + kAddColumns), shift, target);
+      AddColumns(child.block, child.rows, child.places, begin, std::min(c1, begin + kAddColumns), shift,
+                 target);
     });
   }
 
-  void AddChildrenToPivots(const FrontShape& front, int worker) {
-    ForEachChild(front, worker, [&](const Trapezoid& child, int rows, const RowPlaces& places) {
-      AddRange(front, worker, child, rows, places, 0, places.split, 0, front.pivots);
-    });
-  }
-
-  void AddChildrenToBlock(const FrontShape& front, int worker) {
-    ForEachChild(front, worker, [&](const Trapezoid& child, int rows, const RowPlaces& places) {
-      AddRange(front, worker, child, rows, places, places.split, rows, front.columns, front.block);
-    });
+  /// The contribution block, a few panels at a time: −L·D·Lᵀ, then the children's parts, whose memory goes
+  /// back as soon as it is used up.
+  void BuildBlock(const Front& front) {
+    if (front.rows == 0) return;
+    Trapezoid& block = front.bench.block;
+    block.SetShape(front.rows, front.rows);
+    std::vector<math::LargeArray>& memory = m_block[front.s];
+    memory.resize(block.Panels());
+    for (int q0 = 0; q0 < block.Panels(); q0 += kPanelsAtOnce) {
+      const int q1 = std::min(block.Panels(), q0 + kPanelsAtOnce);
+      for (int q = q0; q < q1; ++q) {
+        memory[q] = front.bench.store.Take(block.Doubles(q));
+        block.Place(q, memory[q].Data());
+      }
+      UpdateBlock(front, q0, q1);
+      const int end = front.columns + block.Panel(q1 - 1).first + block.Panel(q1 - 1).width;
+      for (int c = 0; c < front.numChildren; ++c) {
+        ChildBlock& child = front.bench.children[c];
+        const std::vector<int>& place = child.places.place;
+        const int begin = static_cast<int>(
+            std::lower_bound(place.begin(), place.end(), front.columns + block.Panel(q0).first) -
+            place.begin());
+        const int stop = static_cast<int>(std::lower_bound(place.begin(), place.end(), end) - place.begin());
+        AddRange(front, child, begin, stop, front.columns, block);
+        Release(front, child, stop);
+      }
+    }
   }
 
   /// target panel q (whose first row is row `first` of the front) −= the pivots of panels 0 … count−1 of the
   /// front, rows [r0, r1) of the target panel.
-  void UpdatePanel(const FrontShape& front, int count, double* target, const PanelShape& shape, int first,
-                   int r0, int r1, kernels::Target kind, kernels::Workspace& work) {
+  void UpdatePanel(const Front& front, int count, double* target, const PanelShape& shape, int first, int r0,
+                   int r1, kernels::Target kind, kernels::Workspace& work) {
     const double* pivot = m_factor.pivot.data() + m_a.tree.firstColumn[front.s];
     for (int p = 0; p < count; ++p) {
-      const PanelShape& from = front.pivots.Panel(p);
-      const double* rows = front.pivots.Address(p) + (first - from.first);
+      const PanelShape& from = front.bench.pivots.Panel(p);
+      const double* rows = front.bench.pivots.Address(p) + (first - from.first);
       const double* d = pivot + from.first;
       const int diagonalEnd = std::min(r1, shape.width);
       if (r0 == 0 && r1 == shape.rows) {
@@ -163,41 +204,49 @@ private:
 
   static int Tiles(const PanelShape& shape) { return (shape.rows + kTileRows - 1) / kTileRows; }
 
-  bool FactorPivots(const FrontShape& front, int worker) {
+  bool FactorPivots(const Front& front) {
     double* pivot = m_factor.pivot.data() + m_a.tree.firstColumn[front.s];
-    for (int q = 0; q < front.pivots.Panels(); ++q) {
-      const PanelShape& shape = front.pivots.Panel(q);
+    for (int q = 0; q < front.bench.pivots.Panels(); ++q) {
+      const PanelShape& shape = front.bench.pivots.Panel(q);
       if (q > 0) {
         const int tiles = front.shared ? Tiles(shape) : 1;
-        m_crew.ForPieces(tiles, worker, [&](int tile, int w) {
+        m_crew.ForPieces(tiles, front.worker, [&](int tile, int w) {
           const int r0 = tile * kTileRows;
           const int r1 = tiles == 1 ? shape.rows : std::min(shape.rows, r0 + kTileRows);
-          UpdatePanel(front, q, front.pivots.Address(q), shape, shape.first, r0, r1, kernels::Target::Filled,
-                      m_bench[w].work);
+          UpdatePanel(front, q, front.bench.pivots.Address(q), shape, shape.first, r0, r1,
+                      kernels::Target::Filled, m_bench[w].work);
         });
       }
-      if (!kernels::FactorFront(front.pivots.Address(q), shape.stride, shape.rows, shape.width,
+      if (!kernels::FactorFront(front.bench.pivots.Address(q), shape.stride, shape.rows, shape.width,
                                 pivot + shape.first, m_rule, m_a.tree.firstColumn[front.s] + shape.first,
-                                m_bench[worker].stats, m_bench[worker].work)) {
+                                front.bench.stats, front.bench.work)) {
         return false;
       }
     }
     return true;
   }
 
-  void UpdateBlock(const FrontShape& front, int worker) {
-    std::vector<std::pair<int, int>> tiles;  // (panel, tile of rows)
-    for (int q = 0; q < front.block.Panels(); ++q) {
-      const int count = front.shared ? Tiles(front.block.Panel(q)) : 1;
-      for (int t = 0; t < count; ++t) tiles.emplace_back(q, t);
+  void UpdateBlock(const Front& front, int q0, int q1) {
+    const Trapezoid& block = front.bench.block;
+    const int count = front.bench.pivots.Panels();
+    if (!front.shared) {
+      for (int q = q0; q < q1; ++q) {
+        const PanelShape& shape = block.Panel(q);
+        UpdatePanel(front, count, block.Address(q), shape, front.columns + shape.first, 0, shape.rows,
+                    kernels::Target::Fresh, front.bench.work);
+      }
+      return;
     }
-    m_crew.ForPieces(static_cast<int>(tiles.size()), worker, [&](int piece, int w) {
+    std::vector<std::pair<int, int>> tiles;  // (panel, tile of rows)
+    for (int q = q0; q < q1; ++q) {
+      for (int t = 0; t < Tiles(block.Panel(q)); ++t) tiles.emplace_back(q, t);
+    }
+    m_crew.ForPieces(static_cast<int>(tiles.size()), front.worker, [&](int piece, int w) {
       const int q = tiles[piece].first;
-      const PanelShape& shape = front.block.Panel(q);
-      const int r0 = tiles[piece].second * kTileRows;
-      const int r1 = front.shared ? std::min(shape.rows, r0 + kTileRows) : shape.rows;
-      UpdatePanel(front, front.pivots.Panels(), front.block.Address(q), shape, front.columns + shape.first,
-                  r0, r1, kernels::Target::Fresh, m_bench[w].work);
+      const PanelShape& shape = block.Panel(q);
+      const int r0 = tiles[piece].second * kTileRows, r1 = std::min(shape.rows, r0 + kTileRows);
+      UpdatePanel(front, count, block.Address(q), shape, front.columns + shape.first, r0, r1,
+                  kernels::Target::Fresh, m_bench[w].work);
     });
   }
 
@@ -207,7 +256,8 @@ private:
   kernels::PivotRule m_rule;
   TaskCrew m_crew;
   std::vector<Bench> m_bench;
-  std::vector<math::LargeArray> m_block;  ///< contribution blocks by supernode, from elimination until added
+  std::vector<std::vector<math::LargeArray>>
+      m_block;  ///< contribution blocks by supernode, from elimination until added
 };
 
 /// The rows of suppressed dofs in the panels of their descendants become zero.

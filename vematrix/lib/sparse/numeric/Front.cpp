@@ -6,7 +6,8 @@ namespace Vessa {
 namespace Matrix {
 namespace sparse {
 
-Trapezoid::Trapezoid(double* data, int size, int columns) : m_data(data) {
+void Trapezoid::SetShape(int size, int columns) {
+  m_panel.clear();
   PanelShape next{0, 0, size, 0, 0};
   while (next.first < columns) {
     next.width = std::min(kPanelWidth, columns - next.first);
@@ -16,6 +17,12 @@ Trapezoid::Trapezoid(double* data, int size, int columns) : m_data(data) {
     next.offset += static_cast<std::int64_t>(next.stride) * next.width;
     next.first += next.width;
   }
+  m_address.assign(m_panel.size(), nullptr);
+}
+
+void Trapezoid::Set(double* data, int size, int columns) {
+  SetShape(size, columns);
+  for (std::size_t p = 0; p < m_panel.size(); ++p) m_address[p] = data + m_panel[p].offset;
 }
 
 void FindPlaces(const int* childRow, int childRows, int firstColumn, int columns, const int* parentRow,

@@ -8,26 +8,34 @@ namespace Vessa {
 namespace Matrix {
 namespace sparse {
 
-/// Lower trapezoid of `columns` columns over `size` rows, stored in panels (PanelAt). columns = size: a
-/// triangle.
+/// Lower trapezoid of `columns` columns over `size` rows, in panels (PanelAt) that lie one after the other or
+/// apart.
 class Trapezoid {
 public:
   Trapezoid() = default;
-  Trapezoid(double* data, int size, int columns);
+  /// All panels in one array.
+  Trapezoid(double* data, int size, int columns) { Set(data, size, columns); }
+
+  /// Shape only; Place gives the panels their memory. Keeps its own memory for the next shape.
+  void SetShape(int size, int columns);
+  void Set(double* data, int size, int columns);
 
   int Panels() const { return static_cast<int>(m_panel.size()); }
   const PanelShape& Panel(int p) const { return m_panel[p]; }
+  void Place(int p, double* data) { m_address[p] = data; }
   /// Entry (first pivot of the panel, first pivot of the panel).
-  double* Address(int p) const { return m_data + m_panel[p].offset; }
+  double* Address(int p) const { return m_address[p]; }
+  std::size_t Doubles(int p) const { return static_cast<std::size_t>(m_panel[p].stride) * m_panel[p].width; }
   /// Address such that [row] is the entry in that row of the front, row ≥ first pivot of the column's panel.
   double* Column(int c) const {
-    const PanelShape& panel = m_panel[c / kPanelWidth];
-    return m_data + panel.offset + static_cast<std::int64_t>(c - panel.first) * panel.stride - panel.first;
+    const int p = c / kPanelWidth;
+    return m_address[p] + static_cast<std::int64_t>(c - m_panel[p].first) * m_panel[p].stride -
+           m_panel[p].first;
   }
 
 private:
-  double* m_data = nullptr;
   std::vector<PanelShape> m_panel;
+  std::vector<double*> m_address;
 };
 
 /// place[i] is the row of the parent's front (0-based) in which row i of the child's block lies.
