@@ -43,6 +43,7 @@ private:
     m_bound = &form;
     m_solver = std::make_unique<Vessa::Matrix::Pardiso>(form, unsigned(m_columns));
     m_solver->SetEngine(m_engine);
+    m_solver->SetPlainSolves(true);
   }
 
   Sparse& m_matrix;

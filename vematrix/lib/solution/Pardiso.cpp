@@ -20,6 +20,7 @@ enum Control : int {
   ControlRefinementSteps = 7,
   ControlPivotPerturbation = 9,
   ControlScaling = 10,
+  ControlPerturbedPivots = 13,
   ControlNegativePivots = 22,
   ControlTwoLevelFactorisation = 23,
   ControlParallelSolve = 24,
@@ -94,6 +95,7 @@ Pardiso::Pardiso(Eigen::SparseMatrix<double, 0, int>& A, unsigned int nrhs)
       m_factorized(false),
       m_engine(EngineDefault),
       m_threads(0),
+      m_plainSolves(false),
       m_checked{nullptr, nullptr, 0, 0} {}
 
 Pardiso::Pardiso(const Pardiso&) = default;
@@ -182,7 +184,9 @@ bool Pardiso::isFactorized() const {
 // crashes where it should report, so everything is looked at here first.
 bool Pardiso::runSolve(int nrhs, long long sizeB, long long sizeX, double* b, double* x) {
   m_nrhs = nrhs;
-  m_iparm[ControlRefinementSteps] = 2;
+  const bool refined = !m_plainSolves || m_iparm[ControlPerturbedPivots] != 0;
+  m_iparm[ControlRefinementSteps] = refined ? 2 : 0;
+  m_iparm[ControlParallelSolve] = m_plainSolves ? 0 : 1;  // MKL's numbering: 1 is the sequential algorithm
   const long long terms = static_cast<long long>(m_pt->n) * nrhs;
   const bool usable = isFactorized() && m_pt->hasFactors && sizeB == terms && sizeX == terms &&
                       m_matrix->rows() == m_pt->n && accepts();
@@ -273,6 +277,8 @@ bool Pardiso::SetEngine(PardisoEngine engine) {
 PardisoEngine Pardiso::Engine() const {
   return Resolve(m_engine);
 }
+
+void Pardiso::SetPlainSolves(bool on) { m_plainSolves = on; }
 
 void Pardiso::SetNumThreads(unsigned int n) {
   m_threads = static_cast<int>(std::min(n, 4096u));
