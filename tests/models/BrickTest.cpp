@@ -113,3 +113,23 @@ TEST(Brick, CantileverTipConvergesToBeamTheoryWithinOnePercent) {
   }
   EXPECT_LT(error, 0.005);
 }
+
+// A slender column clamped at its foot: pi²·E·I/(4·L²).
+TEST(Brick, ClampedColumnBucklesAtEulersLoad) {
+  const double L = 10.0, h = 0.5, pi = 3.14159265358979323846;
+  Material material = steel();
+  material.poisson = 0.0;
+  const Model column = solidBlock({20, 1, 1, L, h, h, material});
+  const Eigen::VectorXd f = -column.loads(2) / 1000.0;  // a thrust of 1 N
+
+  SymmetricTerms geometric;
+  geometric.n = column.numDofs();
+  column.assembleGeometricStiffness(solveIndependently(column, f), geometric);
+  Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd> eigen(
+      -dense(geometric), dense(column.stiffnessTerms()), Eigen::EigenvaluesOnly);
+  const double critical = 1.0 / eigen.eigenvalues()[column.numDofs() - 1];
+
+  const double exact = pi * pi * material.young * std::pow(h, 4) / 12.0 / (4.0 * L * L);
+  std::printf("column of bricks: critical load %.5e N, Euler %.5e N\n", critical, exact);
+  EXPECT_NEAR(critical, exact, 0.01 * exact);
+}

@@ -99,6 +99,19 @@ inline Eigen::VectorXd lowestEigenvalues(const Model& model, int count) {
   return lambda.head(count);
 }
 
+/// The lowest multiple of load case 0 under which the structure buckles: K·x = lambda·(−Kg)·x, dense, for
+/// small models.
+inline double criticalLoad(const Model& model) {
+  SymmetricTerms geometric;
+  geometric.n = model.numDofs();
+  model.assembleGeometricStiffness(solveIndependently(model, model.loads(0)), geometric);
+  const Eigen::VectorXd inverse =
+      Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd>(
+          -dense(geometric), dense(model.stiffnessTerms()), Eigen::EigenvaluesOnly)
+          .eigenvalues();
+  return 1.0 / inverse[model.numDofs() - 1];
+}
+
 /// Eigenvalues (rad²/s²) as frequencies in Hz.
 inline Eigen::VectorXd inHertz(const Eigen::VectorXd& lambda) {
   return lambda.cwiseSqrt() / (2.0 * 3.14159265358979323846);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <vector>
 
 #include "ModelChecks.h"
 #include "models/structures/Structures.h"
@@ -91,4 +92,43 @@ TEST(Shell, RoofOnDiaphragmsConvergesToThePublishedSag) {
     error = std::max(std::abs(sag / 0.3024 - 1.0), 0.005);
   }
   EXPECT_LE(error, 0.01);
+}
+
+// Simply supported square plate pressed along x: 4·pi²·D/(b²·t) (Bryan 1891; Timoshenko and Gere, Theory of
+// Elastic Stability (2nd ed. 1961), 9.2).
+TEST(Shell, SquarePlateUnderThrustBucklesAtBryansStress) {
+  const double side = 1.0, t = 0.01, pi = 3.14159265358979323846;
+  const Material material = steel();
+  const double D = material.young * t * t * t / (12.0 * (1.0 - material.poisson * material.poisson));
+  const double exact = 4.0 * pi * pi * D / (side * side);  // N/m
+
+  std::vector<double> found;
+  for (int n : {4, 8}) {
+    Model plate;
+    const int type = plate.addType(std::make_shared<Shell>(material, t));
+    const auto node = [n](int i, int j) { return i * (n + 1) + j; };
+    for (int i = 0; i <= n; ++i)
+      for (int j = 0; j <= n; ++j) plate.addNode(side * i / n, side * j / n);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j)
+        plate.addElement(type, {node(i, j), node(i + 1, j), node(i + 1, j + 1), node(i, j + 1)});
+    for (int k = 0; k <= n; ++k) {
+      for (int edge : {node(0, k), node(n, k)}) plate.fix(edge, Uz), plate.fix(edge, Rx);
+      for (int edge : {node(k, 0), node(k, n)}) plate.fix(edge, Uz), plate.fix(edge, Ry);
+      plate.fix(node(0, k), Ux);
+      plate.addLoad(node(n, k), Ux, -side / n * (k == 0 || k == n ? 0.5 : 1.0));  // 1 N/m
+    }
+    plate.fix(node(0, 0), Uy);
+    plate.numberDofs();
+
+    const double critical = criticalLoad(plate);
+    std::printf("plate under thrust, %d x %d: %.5e N/m, Bryan %.5e, off by %.2f %%\n", n, n, critical, exact,
+                100.0 * (critical / exact - 1.0));
+    found.push_back(critical);
+  }
+  // linear elements: the error falls with the square of their size, so that the two meshes tell the limit
+  const double limit = (4.0 * found[1] - found[0]) / 3.0;
+  std::printf("extrapolated: %.5e N/m, off by %.2f %%\n", limit, 100.0 * (limit / exact - 1.0));
+  EXPECT_LT(found[1] / exact - 1.0, 0.3 * (found[0] / exact - 1.0));
+  EXPECT_NEAR(limit, exact, 0.01 * exact);
 }

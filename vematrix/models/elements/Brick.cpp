@@ -61,22 +61,15 @@ Eigen::Matrix<double, 8, 8> nodalMass(const Nodes& x, double density) {
   return 0.5 * (m + m.transpose());  // the same to rounding, and symmetric to the bit
 }
 
-}  // namespace
+using Gradients11 = Eigen::Matrix<double, 3, 11>;  // of the 8 shape functions and the 3 bubbles
 
-const std::vector<Component>& Brick::components() const {
-  static const std::vector<Component> components{Ux, Uy, Uz};
-  return components;
-}
-
-void Brick::stiffness(const Coordinates& coordinates, Eigen::MatrixXd& K) const {
-  const Nodes x = coordinates;
-  const Lame c = solidConstants(m_material);
+// Calls visit(gradients, weight) at the 2x2x2 Gauss points.
+template <class Visit>
+void forEachPoint(const Nodes& x, const Visit& visit) {
   const Eigen::Matrix3d J0 = jacobian(shapeDerivatives(0, 0, 0), x);
   const double det0 = checkedDeterminant(J0);
   const Eigen::Matrix3d J0inverse = J0.inverse();
-
-  Eigen::Matrix<double, 33, 33> full = Eigen::Matrix<double, 33, 33>::Zero();
-  Eigen::Matrix<double, 3, 11> G;  // gradients of the 8 shape functions and the 3 bubbles
+  Gradients11 G;
   for (const auto& p : gauss2())
     for (const auto& q : gauss2())
       for (const auto& r : gauss2()) {
@@ -86,9 +79,42 @@ void Brick::stiffness(const Coordinates& coordinates, Eigen::MatrixXd& K) const 
         G.leftCols<8>() = J.inverse() * D;
         const Eigen::Vector3d bubbleSlopes(-2.0 * p.x, -2.0 * q.x, -2.0 * r.x);
         G.rightCols<3>() = (det0 / det) * J0inverse * bubbleSlopes.asDiagonal();
-        addIsotropicStiffness<3, 11>(G, c, det * p.weight * q.weight * r.weight, full);
+        visit(G, det * p.weight * q.weight * r.weight);
       }
-  K = condense<24, 33>(full);
+}
+
+Eigen::Matrix<double, 33, 33> fullStiffness(const Nodes& x, const Lame& c) {
+  Eigen::Matrix<double, 33, 33> full = Eigen::Matrix<double, 33, 33>::Zero();
+  forEachPoint(
+      x, [&](const Gradients11& G, double weight) { addIsotropicStiffness<3, 11>(G, c, weight, full); });
+  return full;
+}
+
+}  // namespace
+
+const std::vector<Component>& Brick::components() const {
+  static const std::vector<Component> components{Ux, Uy, Uz};
+  return components;
+}
+
+void Brick::stiffness(const Coordinates& coordinates, Eigen::MatrixXd& K) const {
+  K = condense<24, 33>(fullStiffness(coordinates, solidConstants(m_material)));
+}
+
+void Brick::geometricStiffness(const Coordinates& coordinates, const Eigen::VectorXd& u,
+                               Eigen::MatrixXd& Kg) const {
+  const Lame c = solidConstants(m_material);
+  const Eigen::Matrix<double, 24, 1> nodal = u;
+  const Eigen::Matrix<double, 33, 1> all = recoverCondensed<24, 33>(fullStiffness(coordinates, c), nodal);
+  Eigen::Matrix<double, 8, 8> k = Eigen::Matrix<double, 8, 8>::Zero();
+  forEachPoint(coordinates, [&](const Gradients11& G, double weight) {
+    const Eigen::Matrix3d stress = isotropicStress<3, 11>(G, c, all);
+    k += weight * (G.leftCols<8>().transpose() * stress * G.leftCols<8>());
+  });
+  Kg.setZero(24, 24);
+  for (int a = 0; a < 8; ++a)
+    for (int b = 0; b < 8; ++b)
+      for (int d = 0; d < 3; ++d) Kg(3 * a + d, 3 * b + d) = 0.5 * (k(a, b) + k(b, a));
 }
 
 void Brick::mass(const Coordinates& coordinates, Eigen::MatrixXd& M) const {

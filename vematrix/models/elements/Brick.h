@@ -22,6 +22,8 @@ public:
   void stiffness(const Coordinates& x, Eigen::MatrixXd& K) const override;
   void mass(const Coordinates& x, Eigen::MatrixXd& M) const override;
   void lumpedMass(const Coordinates& x, Eigen::VectorXd& m) const override;
+  /// ∫ ∇Nᵀ·σ·∇N for each displacement, with the stresses of the incompatible modes too.
+  void geometricStiffness(const Coordinates& x, const Eigen::VectorXd& u, Eigen::MatrixXd& Kg) const override;
 
 private:
   Material m_material;

@@ -40,6 +40,30 @@ void addIsotropicStiffness(const Eigen::Matrix<double, Dim, Functions>& G, const
   }
 }
 
+/// Stress of the displacements with the gradients G and the nodal values u, function by function.
+template <int Dim, int Functions>
+Eigen::Matrix<double, Dim, Dim> isotropicStress(const Eigen::Matrix<double, Dim, Functions>& G, const Lame& c,
+                                                const Eigen::Matrix<double, Dim * Functions, 1>& u) {
+  Eigen::Matrix<double, Dim, Dim> slope = Eigen::Matrix<double, Dim, Dim>::Zero();
+  for (int a = 0; a < Functions; ++a) slope += u.template segment<Dim>(Dim * a) * G.col(a).transpose();
+  Eigen::Matrix<double, Dim, Dim> stress = c.mu * (slope + slope.transpose());
+  stress.diagonal().array() += c.lambda * slope.trace();
+  return stress;
+}
+
+/// The unknowns that condense has eliminated, after those that were kept: −Kii⁻¹·Kic·u.
+template <int Kept, int Total>
+Eigen::Matrix<double, Total, 1> recoverCondensed(const Eigen::Matrix<double, Total, Total>& K,
+                                                 const Eigen::Matrix<double, Kept, 1>& u) {
+  constexpr int Inner = Total - Kept;
+  const Eigen::Matrix<double, Inner, Inner> Kii = K.template bottomRightCorner<Inner, Inner>();
+  const Eigen::Matrix<double, Inner, 1> load = K.template bottomLeftCorner<Inner, Kept>() * u;
+  Eigen::Matrix<double, Total, 1> all;
+  all.template head<Kept>() = u;
+  all.template tail<Inner>() = -Kii.partialPivLu().solve(load);
+  return all;
+}
+
 /// Static condensation: eliminates the last Total − Kept unknowns, K = Kcc − Kci·Kii⁻¹·Kic, exactly
 /// symmetric.
 template <int Kept, int Total>

@@ -18,6 +18,32 @@ using Row12 = Eigen::Matrix<double, 1, 12>;
 using Bending = Eigen::Matrix<double, 3, 12>;
 using Shear = Eigen::Matrix<double, 2, 12>;
 
+using Gradients6 = Eigen::Matrix<double, 2, 6>;  // of the 4 shape functions and the 2 bubbles
+
+// Calls visit(gradients, area) at the 2x2 Gauss points.
+template <class Visit>
+void forEachMembranePoint(const QuadNodes& x, const Visit& visit) {
+  const QuadPoint centre = quadPoint(x, 0, 0, "membrane");
+  const Eigen::Matrix2d centreInverse = centre.J.inverse();
+  Gradients6 G;
+  for (const auto& p : gauss2())
+    for (const auto& q : gauss2()) {
+      const QuadPoint point = quadPoint(x, p.x, q.x, "membrane");
+      G.leftCols<4>() = point.gradients;
+      const Eigen::Vector2d bubbleSlopes(-2.0 * p.x, -2.0 * q.x);
+      G.rightCols<2>() = (centre.det / point.det) * centreInverse * bubbleSlopes.asDiagonal();
+      visit(G, point.det * p.weight * q.weight);
+    }
+}
+
+Eigen::Matrix<double, 12, 12> fullMembrane(const QuadNodes& x, const Lame& c, double thickness) {
+  Eigen::Matrix<double, 12, 12> full = Eigen::Matrix<double, 12, 12>::Zero();
+  forEachMembranePoint(x, [&](const Gradients6& G, double area) {
+    addIsotropicStiffness<2, 6>(G, c, thickness * area, full);
+  });
+  return full;
+}
+
 // Curvatures from the nodal rotations: with u = z·ry and v = -z·rx, (ry,x, -rx,y, ry,y - rx,x).
 Bending bendingStrains(const QuadPoint& point) {
   Bending B = Bending::Zero();
@@ -88,20 +114,19 @@ QuadPoint quadPoint(const QuadNodes& x, double xi, double eta, const char* eleme
 
 Eigen::Matrix<double, 8, 8> membraneStiffness(const QuadNodes& x, const Material& material,
                                               double thickness) {
+  return condense<8, 12>(fullMembrane(x, planeStressConstants(material), thickness));
+}
+
+Eigen::Matrix4d membraneGeometricStiffness(const QuadNodes& x, const Material& material, double thickness,
+                                           const Eigen::Matrix<double, 8, 1>& u) {
   const Lame c = planeStressConstants(material);
-  const QuadPoint centre = quadPoint(x, 0, 0, "membrane");
-  const Eigen::Matrix2d centreInverse = centre.J.inverse();
-  Eigen::Matrix<double, 12, 12> full = Eigen::Matrix<double, 12, 12>::Zero();
-  Eigen::Matrix<double, 2, 6> G;  // gradients of the 4 shape functions and the 2 bubbles
-  for (const auto& p : gauss2())
-    for (const auto& q : gauss2()) {
-      const QuadPoint point = quadPoint(x, p.x, q.x, "membrane");
-      G.leftCols<4>() = point.gradients;
-      const Eigen::Vector2d bubbleSlopes(-2.0 * p.x, -2.0 * q.x);
-      G.rightCols<2>() = (centre.det / point.det) * centreInverse * bubbleSlopes.asDiagonal();
-      addIsotropicStiffness<2, 6>(G, c, thickness * point.det * p.weight * q.weight, full);
-    }
-  return condense<8, 12>(full);
+  const Eigen::Matrix<double, 12, 1> all = recoverCondensed<8, 12>(fullMembrane(x, c, thickness), u);
+  Eigen::Matrix4d k = Eigen::Matrix4d::Zero();
+  forEachMembranePoint(x, [&](const Gradients6& G, double area) {
+    const Eigen::Matrix2d stress = isotropicStress<2, 6>(G, c, all);
+    k += (thickness * area) * (G.leftCols<4>().transpose() * stress * G.leftCols<4>());
+  });
+  return 0.5 * (k + k.transpose());
 }
 
 Eigen::Matrix<double, 12, 12> plateStiffness(const QuadNodes& x, const Material& material, double thickness) {

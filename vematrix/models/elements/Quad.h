@@ -27,6 +27,11 @@ QuadPoint quadPoint(const QuadNodes& x, double xi, double eta, const char* eleme
 /// Gauss points.
 Eigen::Matrix<double, 8, 8> membraneStiffness(const QuadNodes& x, const Material& material, double thickness);
 
+/// ∫ ∇N_aᵀ·n·∇N_b with the membrane forces n (N/m) of the in-plane displacements u (ux, uy node by node): the
+/// geometric stiffness of one displacement component, symmetric to the bit.
+Eigen::Matrix4d membraneGeometricStiffness(const QuadNodes& x, const Material& material, double thickness,
+                                           const Eigen::Matrix<double, 8, 1>& u);
+
 /// Mindlin-Reissner plate, unknowns uz, rx, ry node by node. The transverse shear strains are interpolated
 /// from the middles of the edges, so that thin plates do not lock: the MITC4 element (Bathe and Dvorkin, Int.
 /// J. Numer. Meth. Engng 21 (1985) 367-383). Shear correction 5/6, 2x2 Gauss points.

@@ -127,5 +127,19 @@ void Shell::lumpedMass(const Coordinates& x, Eigen::VectorXd& m) const {
   }
 }
 
+void Shell::geometricStiffness(const Coordinates& x, const Eigen::VectorXd& u, Eigen::MatrixXd& Kg) const {
+  const MeanPlane plane = meanPlane(x);
+  Eigen::Matrix<double, 8, 1> inPlane;
+  for (int a = 0; a < 4; ++a) {
+    const Eigen::Matrix<double, 6, 1> local = nodeTransform(plane, a) * u.segment<6>(6 * a);
+    inPlane.segment<2>(2 * a) = local.head<2>();
+  }
+  const Eigen::Matrix4d k = membraneGeometricStiffness(plane.nodes, m_material, m_thickness, inPlane);
+  Kg.setZero(24, 24);
+  for (int a = 0; a < 4; ++a)
+    for (int b = 0; b < 4; ++b)
+      for (int c = 0; c < 3; ++c) Kg(6 * a + c, 6 * b + c) = k(a, b);  // the same in any axes
+}
+
 }  // namespace models
 }  // namespace vematrix

@@ -23,6 +23,8 @@ public:
   void stiffness(const Coordinates& x, Eigen::MatrixXd& K) const override;
   void mass(const Coordinates& x, Eigen::MatrixXd& M) const override;
   void lumpedMass(const Coordinates& x, Eigen::VectorXd& m) const override;
+  /// Of the membrane forces, for all three displacements; the moments give none.
+  void geometricStiffness(const Coordinates& x, const Eigen::VectorXd& u, Eigen::MatrixXd& Kg) const override;
 
 private:
   Material m_material;
