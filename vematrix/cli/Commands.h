@@ -12,6 +12,7 @@ void addConvert(Program& program);
 void addModes(Program& program);
 void addEig(Program& program);
 void addCond(Program& program);
+void addDoctor(Program& program);
 
 }  // namespace cli
 }  // namespace vematrix

@@ -84,6 +84,24 @@ UpperMatrix UpperMatrix::shifted(const UpperMatrix& b, double shift) const {
   return UpperMatrix(sum);
 }
 
+UpperMatrix UpperMatrix::without(const std::vector<int>& dofs, std::vector<int>& kept) const {
+  std::vector<int> number(std::size_t(m_n) + 1, 0);
+  for (int dof : dofs) number[std::size_t(dof)] = -1;
+  kept.clear();
+  for (int dof = 1; dof <= m_n; ++dof) {
+    if (number[std::size_t(dof)] != 0) continue;
+    kept.push_back(dof);
+    number[std::size_t(dof)] = int(kept.size());
+  }
+  models::SymmetricTerms rest;
+  rest.n = int(kept.size());
+  forEach([&](int i, int j, double v) {
+    if (number[std::size_t(i)] > 0 && number[std::size_t(j)] > 0)
+      rest.add(number[std::size_t(i)], number[std::size_t(j)], v);
+  });
+  return UpperMatrix(rest);
+}
+
 models::SymmetricTerms UpperMatrix::terms() const {
   models::SymmetricTerms result;
   result.n = m_n;
@@ -121,6 +139,30 @@ MatrixFacts::MatrixFacts(const UpperMatrix& matrix)
     else if (diagonal[i - 1] < 0.0)
       negativeDiagonals.push_back(i);
   }
+}
+
+std::vector<int> connectedParts(const UpperMatrix& matrix) {
+  const std::size_t n = std::size_t(matrix.n());
+  std::vector<int> parent(n);
+  for (std::size_t i = 0; i < n; ++i) parent[i] = int(i);
+  const auto root = [&](int i) {
+    while (parent[std::size_t(i)] != i)
+      i = parent[std::size_t(i)] = parent[std::size_t(parent[std::size_t(i)])];
+    return i;
+  };
+  matrix.forEach([&](int i, int j, double v) {
+    if (v == 0.0) return;
+    const int a = root(i - 1), b = root(j - 1);
+    parent[std::size_t(std::max(a, b))] = std::min(a, b);
+  });
+  std::vector<int> part(n, -1);
+  int parts = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t r = std::size_t(root(int(i)));
+    if (part[r] < 0) part[r] = parts++;
+    part[i] = part[r];
+  }
+  return part;
 }
 
 }  // namespace cli

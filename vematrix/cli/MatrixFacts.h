@@ -41,6 +41,10 @@ public:
   /// A - shift·B; both of the same order.
   UpperMatrix shifted(const UpperMatrix& b, double shift) const;
 
+  /// The matrix without the rows and columns of some dofs (from 1, ascending): these dofs restrained. The
+  /// others keep their order; kept[k] is the old number of the new dof k + 1.
+  UpperMatrix without(const std::vector<int>& dofs, std::vector<int>& kept) const;
+
   models::SymmetricTerms terms() const;
 
 private:
@@ -68,6 +72,10 @@ struct MatrixFacts {
 
   explicit MatrixFacts(const UpperMatrix& matrix);
 };
+
+/// The connected part (from 0) that each dof belongs to: dofs are connected by terms that are not zero. Parts
+/// are numbered by their lowest dof.
+std::vector<int> connectedParts(const UpperMatrix& matrix);
 
 }  // namespace cli
 }  // namespace vematrix

@@ -97,6 +97,9 @@ int Solver::reduce(Option option) {
   m_suppressed.clear();
   const int code = m_matrix.Reduce(option, m_suppressed);
   m_seconds.factorise += watch.lap();
+  if (m_method == SolCompColumn && option == OptStiffness &&
+      !m_matrix.getCompColumn().SuppressedDofs().empty())
+    m_suppressed = m_matrix.getCompColumn().SuppressedDofs();  // all of them; the facade names one
   m_sturm = option == OptSturm;
   return code;
 }

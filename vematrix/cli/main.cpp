@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
   vematrix::cli::addModes(program);
   vematrix::cli::addEig(program);
   vematrix::cli::addCond(program);
+  vematrix::cli::addDoctor(program);
   vematrix::cli::addModel(program);
   vematrix::cli::addConvert(program);
   return program.run(argc, argv);
