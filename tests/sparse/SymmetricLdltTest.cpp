@@ -280,6 +280,19 @@ TEST(SymmetricLdlt, MultiplierGrowthEndsTheSturmModeOnly) {
   EXPECT_EQ(solver.NumNegative(), 1);
 }
 
+TEST(SymmetricLdlt, IndefiniteModeRaisesSmallPivotsAndRefinementMakesUpForIt) {
+  const LowerColumns a = FromDense({{0.0, 1.0, 0.0}, {1.0, 0.0, 0.0}, {0.0, 0.0, -1e-20}});
+  const SymmetricLdlt solver = Factorised(a, PivotMode::Indefinite, 1e-13);
+
+  EXPECT_EQ(solver.NumNegative(), 2);
+  EXPECT_EQ(solver.Pivots().numReplaced, 2);
+  const double b[] = {1.0, 2.0, 0.0};
+  double x[3];
+  EXPECT_EQ(solver.SolveRefined(a.value.data(), b, x, 1, 3, 2), LdltStatus::Ok);
+  EXPECT_NEAR(x[0], 2.0, 1e-12);
+  EXPECT_NEAR(x[1], 1.0, 1e-12);
+}
+
 TEST(SymmetricLdlt, AMultiplierOfExactlyTheLimitPasses) {
   const LowerColumns a = FromDense({{1.0, 1e7, 0.0}, {1e7, 1.0, 0.0}, {0.0, 0.0, 1.0}});
   SymmetricLdlt solver = Analysed(a);

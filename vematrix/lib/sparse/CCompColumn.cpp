@@ -202,6 +202,7 @@ bool CCompColumn::Write(std::FILE* f) {
   image.Put(static_cast<std::int64_t>(m_reduced));
   image.Put(static_cast<std::int64_t>(m_engine->stiffnessMode));
   image.Put(m_engine->zeroStiff);
+  if (m_reduced) m_engine->solver.Save(image);
   if (image.Finish()) return true;
   Log(2, image.Message().c_str());
   return false;
@@ -209,20 +210,34 @@ bool CCompColumn::Write(std::FILE* f) {
 
 bool CCompColumn::Read(std::FILE* f) {
   sparse::ImageReader image(f);
-  CCompColumn other;
-  int reduced = 0, stiffnessMode = 0;
-  double zeroStiff = 0.0;
-  if (!image.Get(other.m_n) || !image.Get(other.m_start) || !image.Get(other.m_row) ||
-      !image.Get(other.m_value) || !image.Get(reduced) || !image.Get(stiffnessMode) ||
-      !image.Get(zeroStiff) || !image.Finish() ||
-      !sparse::IsColumnStructure(other.m_n, other.m_start, other.m_row, other.m_value.size())) {
+  try {
+    CCompColumn other;
+    if (ReadInto(image, other)) {
+      other.m_log = m_log;
+      *this = other;
+      return true;
+    }
     Log(2, image.Message().c_str());
+  } catch (const std::exception&) {
+    Log(2, "Not enough memory to read the matrix");
+  }
+  return false;
+}
+
+bool CCompColumn::ReadInto(sparse::ImageReader& image, CCompColumn& m) {
+  int reduced = 0, stiffnessMode = 0;
+  if (!image.Get(m.m_n) || !image.Get(m.m_start) || !image.Get(m.m_row) || !image.Get(m.m_value) ||
+      !sparse::IsColumnStructure(m.m_n, m.m_start, m.m_row, m.m_value.size()) || !image.Get(reduced) ||
+      !image.Get(stiffnessMode) || !image.Get(m.m_engine->zeroStiff)) {
     return false;
   }
-  if (reduced) other.Reduce(stiffnessMode != 0, zeroStiff);
-  other.m_log = m_log;
-  *this = other;
-  return true;
+  m.m_engine->stiffnessMode = stiffnessMode != 0;
+  m.m_reduced = reduced != 0;
+  if (m.m_reduced &&
+      !m.m_engine->solver.Load(image, m.m_n, m.m_start.data(), m.m_row.data(), sparse::Triangle::Both)) {
+    return false;
+  }
+  return image.Finish();
 }
 
 }  // namespace Matrix

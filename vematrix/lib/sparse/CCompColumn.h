@@ -6,6 +6,10 @@
 namespace Vessa {
 namespace Matrix {
 
+namespace sparse {
+class ImageReader;
+}
+
 /// The compressed-column stiffness matrix of solution method 4: CSparse with a sparse LDLᵀ behind it.
 ///
 /// The first Reduce on a pattern analyses it (order of elimination, sizes of the factor); later ones with the
@@ -57,6 +61,7 @@ protected:
 
 private:
   int ResultCode() const;
+  static bool ReadInto(sparse::ImageReader& image, CCompColumn& m);
 
   struct Engine;
   std::unique_ptr<Engine> m_engine;

@@ -115,6 +115,8 @@ ImageReader::ImageReader(std::FILE* file)
     Fail("The file was written on a machine of another byte order");
   } else if (header.version != kVersion) {
     Fail("The file was written by another version of the library");
+  } else {
+    m_message = "The file of the matrix is damaged";
   }
 }
 
@@ -152,11 +154,15 @@ bool ImageReader::Get(int& number) {
   return true;
 }
 
-bool ImageReader::GetLength(std::int64_t& length, std::size_t itemBytes) {
-  if (!Get(length)) return false;
+bool ImageReader::Holds(std::int64_t length, std::size_t itemBytes) {
+  if (!m_ok) return false;
   if (length < 0 || length > m_left / static_cast<std::int64_t>(itemBytes))
     return Fail("The file of the matrix is damaged");
   return true;
+}
+
+bool ImageReader::GetLength(std::int64_t& length, std::size_t itemBytes) {
+  return Get(length) && Holds(length, itemBytes);
 }
 
 bool ImageReader::Get(std::vector<int>& array) {
@@ -182,7 +188,6 @@ bool ImageReader::Finish() {
   std::uint64_t stored = 0;
   if (!GetBytes(&stored, sizeof stored)) return false;
   if (stored != expected) return Fail("The file of the matrix is damaged (checksum)");
-  m_message = "The file of the matrix is damaged";
   return true;
 }
 

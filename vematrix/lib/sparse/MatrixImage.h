@@ -58,6 +58,8 @@ public:
   bool Get(std::vector<double>& array);
   /// Exactly `length` values into an existing array.
   bool Get(double* array, std::int64_t length);
+  /// Whether so many items of so many bytes are still to come: to be asked before memory is taken for them.
+  bool Holds(std::int64_t length, std::size_t itemBytes);
   /// Compares the checksum.
   bool Finish();
   const std::string& Message() const { return m_message; }

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "../math/large_memory.h"
+#include "MatrixImage.h"
 #include "analysis/LdltAnalysis.h"
 #include "numeric/LdltFactor.h"
 #include "solve/Solve.h"
@@ -170,6 +171,52 @@ LdltStatus SymmetricLdlt::SolveRefined(const double* value, const double* b, dou
   }
   if (steps) *steps = most;
   return LdltStatus::Ok;
+}
+
+void SymmetricLdlt::Save(ImageWriter& image) const {
+  const LdltAnalysis& a = *m_analysis;
+  image.Put(a.dofOf);
+  image.Put(a.tree.firstColumn);
+  image.Put(a.tree.parent);
+  image.Put(a.prediction.factorTerms);
+  image.Put(a.prediction.operations);
+  image.Put(m_pivots.largest);
+  image.Put(m_pivots.smallest);
+  for (int number : {m_pivots.largestDof, m_pivots.smallestDof, m_pivots.numNegative, m_pivots.numReplaced}) {
+    image.Put(static_cast<std::int64_t>(number));
+  }
+  image.Put(m_pivots.suppressed);
+  image.Put(m_factor->pivot);
+  image.Put(a.panelStart.back());
+  image.Put(m_factor->panel.Data(), a.panelStart.back());
+}
+
+bool SymmetricLdlt::Load(ImageReader& image, int n, const int* columnStart, const int* row,
+                         Triangle triangle) {
+  AnalysisSeed seed;
+  PivotRecord pivots;
+  auto analysis = std::make_shared<LdltAnalysis>();
+  auto factor = std::make_shared<LdltFactor>();
+  std::int64_t length = 0;
+  if (!image.Get(seed.dofOf) || !image.Get(seed.firstColumn) || !image.Get(seed.parent) ||
+      !image.Get(seed.factorTerms) || !image.Get(seed.operations) || !image.Get(pivots.largest) ||
+      !image.Get(pivots.smallest) || !image.Get(pivots.largestDof) || !image.Get(pivots.smallestDof) ||
+      !image.Get(pivots.numNegative) || !image.Get(pivots.numReplaced) || !image.Get(pivots.suppressed) ||
+      !image.Get(factor->pivot) || !image.Get(length)) {
+    return false;
+  }
+  if (RestoreAnalysis(n, columnStart, row, triangle, seed, *analysis).status != LdltStatus::Ok) return false;
+  if (length != analysis->panelStart.back() || factor->pivot.size() != static_cast<std::size_t>(n))
+    return false;
+  if (!image.Holds(length, sizeof(double))) return false;
+  factor->panel = math::LargeArray(static_cast<std::size_t>(length));
+  if (!image.Get(factor->panel.Data(), length)) return false;
+  pivots.numFinished = n;
+  factor->analysis = analysis;
+  m_analysis = analysis;
+  m_factor = factor;
+  m_pivots = pivots;
+  return true;
 }
 
 int SymmetricLdlt::NumDof() const {

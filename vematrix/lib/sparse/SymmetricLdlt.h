@@ -8,6 +8,8 @@ namespace Vessa {
 namespace Matrix {
 namespace sparse {
 
+class ImageReader;
+class ImageWriter;
 struct LdltAnalysis;
 struct LdltFactor;
 
@@ -62,6 +64,11 @@ public:
 
   /// What went wrong last, with the facts (sizes, the dof, the pivot); empty after Ok.
   const std::string& Message() const { return m_message; }
+
+  /// Writes analysis and factor to an image / takes them from there for the pattern given (as in Analyse).
+  /// False when the image holds no factor of this pattern; the object is then unchanged.
+  void Save(ImageWriter& image) const;
+  bool Load(ImageReader& image, int n, const int* columnStart, const int* row, Triangle triangle);
 
   /// Releases the factor and keeps the analysis / releases everything.
   void DropFactor();

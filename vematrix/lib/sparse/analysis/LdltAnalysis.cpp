@@ -28,17 +28,31 @@ std::string PatternError(int n, const int* start, const int* row, Triangle trian
   return std::string();
 }
 
-/// Steps of the elimination by dof and dofs by step.
-std::vector<int> NumberDofs(const CompressedGraph& c, LdltAnalysis& a) {
-  std::vector<int> step(a.n);
+/// Checks the arrays and copies them; the text of what is wrong with them, or nothing.
+std::string TakePattern(int n, const int* columnStart, const int* row, Triangle triangle, LdltAnalysis& a) {
+  const std::string error = PatternError(n, columnStart, row, triangle);
+  if (!error.empty()) return error;
+  a.n = n;
+  a.triangle = triangle;
+  a.patternStart.assign(1, 0);  // a matrix without dofs may come with null arrays
+  if (n > 0) a.patternStart.assign(columnStart, columnStart + n + 1);
+  a.patternRow.assign(row, row + a.patternStart[n]);
+  return error;
+}
+
+/// Dofs in the order of elimination.
+void NumberDofs(const CompressedGraph& c, LdltAnalysis& a) {
   a.dofOf.clear();
   a.dofOf.reserve(a.n);
   for (int group : a.tree.order) {
-    for (int d = c.dofStart[group]; d < c.dofStart[group + 1]; ++d) {
-      step[c.dof[d]] = static_cast<int>(a.dofOf.size());
-      a.dofOf.push_back(c.dof[d]);
-    }
+    a.dofOf.insert(a.dofOf.end(), c.dof.begin() + c.dofStart[group], c.dof.begin() + c.dofStart[group + 1]);
   }
+  a.tree.order = std::vector<int>();
+}
+
+std::vector<int> StepsOf(const LdltAnalysis& a) {
+  std::vector<int> step(a.n);
+  for (int k = 0; k < a.n; ++k) step[a.dofOf[k]] = k;
   return step;
 }
 
@@ -179,11 +193,8 @@ bool LocaliseRows(LdltAnalysis& a) {
   return true;
 }
 
-void Predict(const ChosenOrder& chosen, LdltAnalysis& a) {
+void Predict(LdltAnalysis& a) {
   LdltPrediction& p = a.prediction;
-  p.ordering = chosen.name;
-  p.factorTerms = chosen.cost.terms;
-  p.operations = chosen.cost.operations;
   const Supernodes& tree = a.tree;
   // The factor grows as the stack of contribution blocks rises and falls.
   std::vector<std::int64_t> stays(tree.Count(), 0);
@@ -210,6 +221,85 @@ void Predict(const ChosenOrder& chosen, LdltAnalysis& a) {
   p.peakBytes = p.analysisBytes + p.factorBytes + highest * static_cast<std::int64_t>(sizeof(double));
 }
 
+/// Whether the arrays are a permutation, a division of its steps, and a tree whose parents come later.
+bool IsElimination(int n, const AnalysisSeed& seed) {
+  if (seed.dofOf.size() != static_cast<std::size_t>(n) || seed.firstColumn.size() != seed.parent.size() + 1)
+    return false;
+  std::vector<char> met(n, 0);
+  for (int dof : seed.dofOf) {
+    if (dof < 0 || dof >= n || met[dof]) return false;
+    met[dof] = 1;
+  }
+  const int count = static_cast<int>(seed.parent.size());
+  if (seed.firstColumn[0] != 0 || seed.firstColumn[count] != n) return false;
+  for (int s = 0; s < count; ++s) {
+    if (seed.firstColumn[s + 1] <= seed.firstColumn[s]) return false;
+    if (seed.parent[s] >= 0 && (seed.parent[s] <= s || seed.parent[s] >= count)) return false;
+  }
+  return true;
+}
+
+/// Children and rows of every supernode from columns, parents and pattern; false when a path up the tree
+/// misses its goal. A step is a row of every supernode on the paths from its earlier neighbours up to its
+/// own.
+bool ListRows(LdltAnalysis& a) {
+  Supernodes& tree = a.tree;
+  const int count = tree.Count();
+  tree.childStart.assign(count + 1, 0);
+  for (int s = 0; s < count; ++s) {
+    if (tree.parent[s] >= 0) ++tree.childStart[tree.parent[s] + 1];
+  }
+  for (int s = 0; s < count; ++s) tree.childStart[s + 1] += tree.childStart[s];
+  tree.child.resize(tree.childStart[count]);
+  std::vector<int> next(tree.childStart.begin(), tree.childStart.end() - 1), node(a.n);
+  for (int s = 0; s < count; ++s) {
+    if (tree.parent[s] >= 0) tree.child[next[tree.parent[s]]++] = s;
+    for (int k = tree.firstColumn[s]; k < tree.firstColumn[s + 1]; ++k) node[k] = s;
+  }
+  const std::vector<int> step = StepsOf(a);
+  std::vector<std::vector<int>> earlier(a.n), rows(count);
+  for (int j = 0; j < a.n; ++j) {
+    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
+      if (a.patternRow[t] <= j) continue;
+      const int p = step[a.patternRow[t]], q = step[j];
+      earlier[std::max(p, q)].push_back(std::min(p, q));
+    }
+  }
+  std::vector<int> mark(count, -1);
+  for (int v = 0; v < a.n; ++v) {
+    mark[node[v]] = v;
+    for (int u : earlier[v]) {
+      for (int s = node[u]; s < 0 || mark[s] != v; s = tree.parent[s]) {
+        if (s < 0 || s > node[v]) return false;
+        mark[s] = v;
+        rows[s].push_back(v);
+      }
+    }
+  }
+  tree.rowStart.assign(1, 0);
+  for (int s = 0; s < count; ++s) {
+    tree.row.insert(tree.row.end(), rows[s].begin(), rows[s].end());
+    tree.rowStart.push_back(static_cast<std::int64_t>(tree.row.size()));
+  }
+  return true;
+}
+
+/// All that follows from the tree: where numbers lie, where terms go, tasks, cost.
+AnalysisOutcome LayOut(LdltAnalysis& a) {
+  a.panelStart.assign(1, 0);
+  for (int s = 0; s < a.tree.Count(); ++s) {
+    const int columns = a.tree.Columns(s);
+    a.panelStart.push_back(a.panelStart.back() + PanelStorage(columns + a.tree.Rows(s), columns));
+  }
+  if (!PlaceTerms(StepsOf(a), a)) {
+    return {LdltStatus::OutOfMemory, "a front of the factor exceeds 32 GB, more than its index can tell"};
+  }
+  CutIntoTasks(a);
+  if (!LocaliseRows(a)) return {LdltStatus::OutOfMemory, "the rows of the factor outnumber an int"};
+  Predict(a);
+  return {};
+}
+
 }  // namespace
 
 std::int64_t PanelStorage(int size, int columns) noexcept {
@@ -220,29 +310,33 @@ std::int64_t PanelStorage(int size, int columns) noexcept {
 
 AnalysisOutcome AnalysePattern(int n, const int* columnStart, const int* row, Triangle triangle, int threads,
                                LdltAnalysis& a) {
-  const std::string error = PatternError(n, columnStart, row, triangle);
+  const std::string error = TakePattern(n, columnStart, row, triangle, a);
   if (!error.empty()) return {LdltStatus::BadInput, error};
-  a.n = n;
-  a.triangle = triangle;
-  a.patternStart.assign(1, 0);  // a matrix without dofs may come with null arrays
-  if (n > 0) a.patternStart.assign(columnStart, columnStart + n + 1);
-  a.patternRow.assign(row, row + a.patternStart[n]);
   const CompressedGraph compressed = CompressGraph(n, a.patternStart.data(), a.patternRow.data());
   const ChosenOrder chosen = ChooseOrder(compressed.graph, threads);
   if (!chosen.ok) return {LdltStatus::OrderingFailed, "no order of elimination was found"};
   a.tree = FindSupernodes(compressed.graph, chosen.tree, AmalgamationCosts());
-  const std::vector<int> step = NumberDofs(compressed, a);
-  a.panelStart.assign(1, 0);
-  for (int s = 0; s < a.tree.Count(); ++s) {
-    a.panelStart.push_back(a.panelStart.back() +
-                           PanelStorage(a.tree.Columns(s) + a.tree.Rows(s), a.tree.Columns(s)));
-  }
-  if (!PlaceTerms(step, a))
-    return {LdltStatus::OutOfMemory, "a front of the factor exceeds 32 GB, more than its index can tell"};
-  CutIntoTasks(a);
-  if (!LocaliseRows(a)) return {LdltStatus::OutOfMemory, "the rows of the factor outnumber an int"};
-  Predict(chosen, a);
-  return {};
+  NumberDofs(compressed, a);
+  a.prediction.ordering = chosen.name;
+  a.prediction.factorTerms = chosen.cost.terms;
+  a.prediction.operations = chosen.cost.operations;
+  return LayOut(a);
+}
+
+AnalysisOutcome RestoreAnalysis(int n, const int* columnStart, const int* row, Triangle triangle,
+                                const AnalysisSeed& seed, LdltAnalysis& a) {
+  const AnalysisOutcome misfit{LdltStatus::BadInput, "the order of elimination does not fit the pattern"};
+  const std::string error = TakePattern(n, columnStart, row, triangle, a);
+  if (!error.empty()) return {LdltStatus::BadInput, error};
+  if (!IsElimination(n, seed)) return misfit;
+  a.dofOf = seed.dofOf;
+  a.tree.firstColumn = seed.firstColumn;
+  a.tree.parent = seed.parent;
+  if (!ListRows(a)) return misfit;
+  a.prediction.ordering = "from a file";
+  a.prediction.factorTerms = seed.factorTerms;
+  a.prediction.operations = seed.operations;
+  return LayOut(a);
 }
 
 }  // namespace sparse

@@ -106,6 +106,19 @@ struct AnalysisOutcome {
 AnalysisOutcome AnalysePattern(int n, const int* columnStart, const int* row, Triangle triangle, int threads,
                                LdltAnalysis& result);
 
+/// What of an analysis cannot be found again from the pattern: enough to restore it from a file.
+struct AnalysisSeed {
+  std::vector<int> dofOf;        ///< as in LdltAnalysis
+  std::vector<int> firstColumn;  ///< as in Supernodes
+  std::vector<int> parent;       ///< as in Supernodes
+  std::int64_t factorTerms = 0;
+  double operations = 0.0;
+};
+
+/// Rebuilds the analysis from its seed. BadInput when the seed does not fit the pattern.
+AnalysisOutcome RestoreAnalysis(int n, const int* columnStart, const int* row, Triangle triangle,
+                                const AnalysisSeed& seed, LdltAnalysis& result);
+
 }  // namespace sparse
 }  // namespace Matrix
 }  // namespace Vessa

@@ -36,16 +36,21 @@ const KernelTable* Active() {
   return CurrentChoice().table;
 }
 
-/// Counts and extremes of the pivots of a finished front. A pivot of exactly zeroPivotReplacement is taken
-/// for a replaced zero.
-void RecordPivots(const double* D, const double* inverse, int k, int firstIndex, PivotStats& stats) {
+/// Counts and extremes of the pivots of a finished front. A pivot of exactly zeroPivotReplacement, or of the
+/// threshold of Indefinite, is taken for a replaced one.
+void RecordPivots(const double* D, const double* inverse, int k, const PivotRule& rule, int firstIndex,
+                  PivotStats& stats) {
+  const double raised = rule.mode == PivotRule::Indefinite && rule.zeroStiff > 0.0 ? rule.zeroStiff : -1.0;
   for (int j = 0; j < k; ++j) {
     if (inverse[j] == 0.0) {
       stats.suppressed.push_back(firstIndex + j);
       continue;
     }
     if (D[j] < 0.0) ++stats.numNegative;
-    if (D[j] == zeroPivotReplacement) continue;
+    if (D[j] == zeroPivotReplacement || D[j] == raised || -D[j] == raised) {
+      ++stats.numReplaced;
+      continue;
+    }
     if (D[j] > stats.maxPivot) stats.maxPivot = D[j], stats.maxIndex = firstIndex + j;
     if (D[j] < stats.minPivot) stats.minPivot = D[j], stats.minIndex = firstIndex + j;
   }
@@ -83,6 +88,7 @@ void PivotStats::Merge(const PivotStats& other) {
                               (other.maxPivot == maxPivot && other.maxIndex < maxIndex)))
     maxPivot = other.maxPivot, maxIndex = other.maxIndex;
   numNegative += other.numNegative;
+  numReplaced += other.numReplaced;
   suppressed.insert(suppressed.end(), other.suppressed.begin(), other.suppressed.end());
   std::sort(suppressed.begin(), suppressed.end());
   if (other.failure != PivotFailure::None &&
@@ -119,7 +125,7 @@ bool FactorFront(double* F, std::ptrdiff_t ldf, int m, int k, double* D, const P
     stats.failureValue = outcome.value;
     return false;
   }
-  RecordPivots(D, inverse, k, firstIndex, stats);
+  RecordPivots(D, inverse, k, rule, firstIndex, stats);
   return true;
 }
 

@@ -25,10 +25,10 @@ struct PivotRule {
     Stiffness =
         1,      ///< |p| < zeroStiff: suppressed, D = 1, row and column of L zero, index listed; any sign else
     Sturm = 2,  ///< any sign; a multiplier |L(i,j)| > 1e7 is a failure
-    Indefinite = 3  ///< any sign, no test of growth
+    Indefinite = 3  ///< any sign, no test of growth; |p| < zeroStiff becomes ±zeroStiff with the sign of p
   };
   int mode = PositiveDefinite;
-  double zeroStiff = 0.0;  ///< threshold of Stiffness, in units of the pivots
+  double zeroStiff = 0.0;  ///< threshold of Stiffness and Indefinite, in units of the pivots
 };
 
 /// In the modes that allow any sign, a pivot of exactly zero becomes this value (and so counts as negative).
@@ -44,7 +44,8 @@ struct PivotStats {
   double maxPivot = 0.0;   ///< largest pivot by value; the start values are those of an empty record
   int minIndex = -1;       ///< −1: none recorded
   int maxIndex = -1;
-  int numNegative = 0;          ///< negative pivots, replaced zeros included
+  int numNegative = 0;          ///< negative pivots, replaced ones included
+  int numReplaced = 0;          ///< zeros made zeroPivotReplacement, pivots raised to the threshold
   std::vector<int> suppressed;  ///< Stiffness: indices of suppressed pivots, in the order met
   PivotFailure failure = PivotFailure::None;
   int failureIndex = -1;      ///< column whose pivot or multiplier failed: all columns before it are finished

@@ -26,9 +26,16 @@ bool JudgePivot(double p, const PivotRule& rule, int index, double& d, bool& sup
     stats.suppressed.push_back(index);
     return true;
   }
+  if (rule.mode == PivotRule::Indefinite && std::fabs(p) < rule.zeroStiff) {
+    d = p < 0.0 ? -rule.zeroStiff : rule.zeroStiff;
+    if (d < 0.0) ++stats.numNegative;
+    ++stats.numReplaced;
+    return true;
+  }
   if (p == 0.0) {
     d = zeroPivotReplacement;
     ++stats.numNegative;
+    ++stats.numReplaced;
     return true;
   }
   if (p < 0.0) ++stats.numNegative;

@@ -33,7 +33,10 @@ inline int JudgePivot(double p, int mode, double zeroStiff, double& d, double& i
     inverse = 0.0;
     return 0;
   }
-  if (p == 0.0) d = -1e-16;
+  if (mode == 3 && size < zeroStiff)
+    d = p < 0.0 ? -zeroStiff : zeroStiff;
+  else if (p == 0.0)
+    d = -1e-16;
   inverse = 1.0 / d;
   return 0;
 }

@@ -286,6 +286,7 @@ PivotRecord ToDofs(const LdltAnalysis& a, const kernels::PivotStats& stats) {
     record.smallestDof = a.dofOf[stats.minIndex] + 1;
   }
   record.numNegative = stats.numNegative;
+  record.numReplaced = stats.numReplaced;
   for (int step : stats.suppressed) record.suppressed.push_back(a.dofOf[step] + 1);
   std::sort(record.suppressed.begin(), record.suppressed.end());
   record.numFinished = a.n;
