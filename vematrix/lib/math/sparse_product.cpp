@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "../math/SparseProductKernels.h"
+#include "../math/parallel.h"
+#include "../math/threads.h"
 #ifdef VEMATRIX_MATH_MKL
 #include <mkl_spblas.h>
 #endif
@@ -128,8 +130,28 @@ void symProductOwn(const LowerCsc& A, const double* x, double* y) {
   }
 }
 
+namespace {
+
+/// Halves the columns, in whole panels, as long as there are threads for the halves.
+void symProductThreads(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx,
+                       double* Y, int ldy) {
+  const int first = (columns / kPanel + 1) / 2 * kPanel;
+  if (threads < 2 || first >= columns) {
+    symProductOwn(level, A, columns, X, ldx, Y, ldy);
+    return;
+  }
+  invokeBoth(
+      std::size_t(A.start[A.n]), [&] { symProductThreads(threads / 2, level, A, first, X, ldx, Y, ldy); },
+      [&] {
+        symProductThreads(threads - threads / 2, level, A, columns - first, X + std::ptrdiff_t(first) * ldx,
+                          ldx, Y + std::ptrdiff_t(first) * ldy, ldy);
+      });
+}
+
+}  // namespace
+
 void symProductOwn(const LowerCsc& A, int columns, const double* X, int ldx, double* Y, int ldy) {
-  symProductOwn(simdLevel(), A, columns, X, ldx, Y, ldy);
+  if (A.n > 0) symProductThreads(GetMaxThreads(), simdLevel(), A, columns, X, ldx, Y, ldy);
 }
 
 void symProductOwn(SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx, double* Y,

@@ -195,7 +195,42 @@ void rotate(MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {
   X.swap(work);
 }
 
+namespace {
+
+/// Whether every entry that B stores has a place in A; both are compressed and sorted.
+bool hasRoomFor(const Sparse& A, const Sparse& B) {
+  const int* rowA = A.innerIndexPtr();
+  const int* rowB = B.innerIndexPtr();
+  for (int c = 0; c < A.outerSize(); ++c) {
+    int a = A.outerIndexPtr()[c];
+    const int endA = A.outerIndexPtr()[c + 1];
+    for (int b = B.outerIndexPtr()[c]; b < B.outerIndexPtr()[c + 1]; ++b, ++a) {
+      while (a < endA && rowA[a] < rowB[b]) ++a;
+      if (a == endA || rowA[a] != rowB[b]) return false;
+    }
+  }
+  return true;
+}
+
+void subtractInPlace(Sparse& A, double s, const Sparse& B) {
+  const int* rowA = A.innerIndexPtr();
+  const int* rowB = B.innerIndexPtr();
+  for (int c = 0; c < A.outerSize(); ++c) {
+    int a = A.outerIndexPtr()[c];
+    for (int b = B.outerIndexPtr()[c]; b < B.outerIndexPtr()[c + 1]; ++b, ++a) {
+      while (rowA[a] != rowB[b]) ++a;
+      A.valuePtr()[a] -= s * B.valuePtr()[b];
+    }
+  }
+}
+
+}  // namespace
+
 void subtractScaled(Sparse& A, double s, const Sparse& B) {
+  if (A.isCompressed() && B.isCompressed() && hasRoomFor(A, B)) {
+    subtractInPlace(A, s, B);
+    return;
+  }
   Sparse difference = A - s * B;
   difference.makeCompressed();
   A.swap(difference);

@@ -73,7 +73,8 @@ void multiply(const Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, Eigen::MatrixX
 /// X ← X·Q; `work` takes the old X.
 void rotate(Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, Eigen::MatrixXd& work);
 
-/// A ← A − s·B, in compressed form, its pattern the union of both; A's arrays move.
+/// A ← A − s·B, in compressed form, its pattern the union of both. A's arrays stay where they are when B
+/// brings no new entry.
 void subtractScaled(Eigen::SparseMatrix<double, 0, int>& A, double s,
                     const Eigen::SparseMatrix<double, 0, int>& B);
 
