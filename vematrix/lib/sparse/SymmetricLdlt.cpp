@@ -8,36 +8,12 @@
 #include "MatrixImage.h"
 #include "analysis/LdltAnalysis.h"
 #include "numeric/LdltFactor.h"
+#include "solve/Refine.h"
 #include "solve/Solve.h"
 
 namespace Vessa {
 namespace Matrix {
 namespace sparse {
-
-namespace {
-
-double InfinityNorm(const double* x, int n) {
-  double largest = 0.0;
-  for (int i = 0; i < n; ++i) {
-    if (!(std::fabs(x[i]) <= largest)) largest = std::fabs(x[i]);
-  }
-  return largest;
-}
-
-/// r = b − A·x
-void Residual(const LdltAnalysis& a, const double* value, const double* b, const double* x, double* r) {
-  std::copy(b, b + a.n, r);
-  for (int j = 0; j < a.n; ++j) {
-    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
-      const int i = a.patternRow[t];
-      if (i < j) continue;
-      r[i] -= value[t] * x[j];
-      if (i != j) r[j] -= value[t] * x[i];
-    }
-  }
-}
-
-}  // namespace
 
 LdltStatus SymmetricLdlt::Fail(LdltStatus status, const std::string& message) {
   m_message = message;
@@ -149,28 +125,16 @@ LdltStatus SymmetricLdlt::Solve(double* x, int numRhs, std::ptrdiff_t ldx, int t
 LdltStatus SymmetricLdlt::SolveRefined(const double* value, const double* b, double* x, int numRhs,
                                        std::ptrdiff_t ld, int maxSteps, int threads, int* steps) const {
   if (!m_factor) return LdltStatus::NotFactorised;
-  const LdltAnalysis& a = *m_analysis;
-  for (int c = 0; c < numRhs; ++c) std::copy(b + c * ld, b + c * ld + a.n, x + c * ld);
-  Solve(x, numRhs, ld, threads);
-  std::vector<double> r(a.n), better(a.n), rBetter(a.n);
-  int most = 0;
-  for (int c = 0; c < numRhs; ++c) {
-    double* xc = x + c * ld;
-    Residual(a, value, b + c * ld, xc, r.data());
-    for (int step = 0; step < maxSteps; ++step) {
-      const double before = InfinityNorm(r.data(), a.n);
-      if (before == 0.0) break;
-      Solve(r.data(), 1, a.n, threads);
-      for (int i = 0; i < a.n; ++i) better[i] = xc[i] + r[i];
-      Residual(a, value, b + c * ld, better.data(), rBetter.data());
-      if (!(InfinityNorm(rBetter.data(), a.n) < 0.5 * before)) break;
-      std::copy(better.begin(), better.end(), xc);
-      r.swap(rBetter);
-      most = std::max(most, step + 1);
-    }
+  try {
+    const int n = m_analysis->n;
+    for (int c = 0; c < numRhs; ++c) std::copy(b + c * ld, b + c * ld + n, x + c * ld);
+    SolveFronts(*m_factor, x, numRhs, ld, threads);
+    const int most = RefineSolutions(*m_factor, value, b, x, numRhs, ld, maxSteps, threads);
+    if (steps) *steps = most;
+    return LdltStatus::Ok;
+  } catch (const std::bad_alloc&) {
+    return LdltStatus::OutOfMemory;
   }
-  if (steps) *steps = most;
-  return LdltStatus::Ok;
 }
 
 void SymmetricLdlt::Save(ImageWriter& image) const {
