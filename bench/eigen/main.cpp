@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <sstream>
 
@@ -55,12 +56,13 @@ Outcome run(const Problem& problem, int modes, double tol, const std::string& me
   return bench::runOwn(problem, modes, tol, own ? method.substr(0, method.size() - 4) : method, own);
 }
 
-void report(const Problem& problem, int modes, const Outcome& o) {
+void report(const Problem& problem, int modes, const Outcome& o, double cpu) {
   const double outside = o.total - o.factor - o.solve;
   std::printf(
-      "| %s | %d | %s | %.2f | %d x %.2f | %.2f | %.2f | %.2f | %.2f | %.2f | %.0f %% | %d | %d | %d | %.1e "
+      "| %s | %d | %s | %.2f | %.2f | %d x %.2f | %.2f | %.2f | %.2f | %.2f | %.2f | %.0f %% | %d | %d | %d "
+      "| %.1e "
       "|\n",
-      problem.name.c_str(), modes, o.method.c_str(), o.total, o.factorizations,
+      problem.name.c_str(), modes, o.method.c_str(), o.total, cpu, o.factorizations,
       o.factor / std::max(1, o.factorizations), o.solve, o.product, o.projection, o.orthonormalize,
       o.convergence + o.shift + o.rest(), 100.0 * outside / o.total, o.iterations, o.multiplies, o.converged,
       worstResidual(problem, o, modes));
@@ -88,15 +90,20 @@ int main(int argc, char** argv) {
         names.push_back(argv[i]);
     }
     std::printf(
-        "| model | modes | method | total s | factor s | solves s | products s | projection s | orthonormal "
+        "| model | modes | method | total s | processor s | factor s | solves s | products s | projection s "
+        "| orthonormal "
         "s "
         "| other s | outside factor and solves | iterations | applications | converged | residual |\n");
-    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     for (const std::string& name : names) {
       const Problem problem = load(name);
       for (const std::string& count : counts)
-        for (const std::string& method : methods)
-          report(problem, std::atoi(count.c_str()), run(problem, std::atoi(count.c_str()), tol, method));
+        for (const std::string& method : methods) {
+          const std::clock_t begin = std::clock();
+          const Outcome outcome = run(problem, std::atoi(count.c_str()), tol, method);
+          const double cpu = double(std::clock() - begin) / CLOCKS_PER_SEC;
+          report(problem, std::atoi(count.c_str()), outcome, cpu);
+        }
     }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "eigen_modes: %s\n", error.what());
