@@ -118,86 +118,95 @@ int FactorDiagonal(BaseBlock& base, double* F, std::ptrdiff_t ldf, int j0, doubl
   return failure;
 }
 
+/// What one strip of rows below a diagonal block reads and writes.
+template <class S>
+struct StripRows {
+  double* f;  // first row, column 0 of the base block
+  std::ptrdiff_t ldf;
+  int rows;      // ≤ tileVectors·width
+  double* done;  // L of these rows for the columns before the strip, extended by the strip
+  std::ptrdiff_t doneStride;
+  double* unscaled;  // L·D of these rows in base.w, for rows of the diagonal block
+};
+
 /// Columns j0 … j0+N−1 of V vectors of rows below their diagonal block: X·D·L₁₁ᵀ = A for X, columns left to
-/// right.
-/// @param f         first row, column 0 of the base block, leading dimension ldf
-/// @param done      L of these rows for the columns before j0 (stride doneStride), extended by this step
-/// @param unscaled  where the rows of base.w begin that take X·D, or null
-template <class S, int V, bool Tail, bool Partial>
-inline __attribute__((always_inline)) void SolveStrip(const BaseBlock& base, int j0, int columns, double* f,
-                                                      std::ptrdiff_t ldf, typename S::Mask tail, double* done,
-                                                      std::ptrdiff_t doneStride, double* unscaled,
-                                                      typename S::Reg& growth) {
+/// right. Unscaled: L·D is kept too. @return the largest multipliers, lane by lane
+template <class S, int V, bool Tail, bool Partial, bool Unscaled>
+inline __attribute__((always_inline)) typename S::Reg SolveStrip(const BaseBlock& base, int j0, int columns,
+                                                                 const StripRows<S>& strip) {
   constexpr int N = S::tileColumns, W = S::width;
-  typename S::Reg x[V][N];
-  Accumulate<S, V, N, false>(j0, done, doneStride, base.w + j0, baseColumns, tail, x);
+  const typename S::Mask tail = S::Lanes(0, strip.rows - (V - 1) * W);
+  typename S::Reg x[V][N], growth[V];
+  Accumulate<S, V, N, false>(j0, strip.done, strip.doneStride, base.w + j0, baseColumns, tail, x);
+  double* const first = strip.f + j0 * strip.ldf;
   VEMATRIX_UNROLL
   for (int j = 0; j < N; ++j) {
     if (Partial && j >= columns) break;
     VEMATRIX_UNROLL
     for (int v = 0; v < V; ++v) {
-      const double* at = f + v * W + (j0 + j) * ldf;
+      const double* at = first + j * strip.ldf + v * W;
       x[v][j] = S::Sub(Tail && v == V - 1 ? S::Load(at, tail) : S::Load(at), x[v][j]);
     }
   }
+  VEMATRIX_UNROLL
+  for (int v = 0; v < V; ++v) growth[v] = S::Zero();
+  const double* lower = base.l + j0 * baseColumns + j0;
+  const double* inverse = base.inverse + j0;
+  double* done = strip.done + j0 * strip.doneStride;
+  double* unscaled = Unscaled ? strip.unscaled + j0 * baseColumns : nullptr;
   VEMATRIX_UNROLL
   for (int q = 0; q < N; ++q) {
     if (Partial && q >= columns) break;
     VEMATRIX_UNROLL
     for (int j = q + 1; j < N; ++j) {
-      const typename S::Reg lower = S::Broadcast(base.l[(j0 + q) * baseColumns + j0 + j]);
+      const typename S::Reg l = S::Broadcast(lower[q * baseColumns + j]);
       VEMATRIX_UNROLL
-      for (int v = 0; v < V; ++v) x[v][j] = S::NegMulAdd(x[v][q], lower, x[v][j]);
+      for (int v = 0; v < V; ++v) x[v][j] = S::NegMulAdd(x[v][q], l, x[v][j]);
     }
-    const typename S::Reg inverse = S::Broadcast(base.inverse[j0 + q]);
+    const typename S::Reg scale = S::Broadcast(inverse[q]);
+    double* at = first + q * strip.ldf;
     VEMATRIX_UNROLL
     for (int v = 0; v < V; ++v) {
-      const typename S::Reg l = S::Mul(x[v][q], inverse);
-      double* at = f + v * W + (j0 + q) * ldf;
-      growth = S::MaxAbs(growth, l);
-      S::Store(done + (j0 + q) * doneStride + v * W, l);
-      if (unscaled) S::Store(unscaled + (j0 + q) * baseColumns + v * W, x[v][q]);
+      const typename S::Reg l = S::Mul(x[v][q], scale);
+      growth[v] = S::MaxAbs(growth[v], l);
+      S::Store(done + q * strip.doneStride + v * W, l);
+      if (Unscaled) S::Store(unscaled + q * baseColumns + v * W, x[v][q]);
       if (Tail && v == V - 1)
-        S::Store(at, l, tail);
+        S::Store(at + v * W, l, tail);
       else
-        S::Store(at, l);
+        S::Store(at + v * W, l);
     }
   }
+  VEMATRIX_UNROLL
+  for (int v = 1; v < V; ++v) growth[0] = S::MaxAbs(growth[0], growth[v]);
+  return growth[0];
 }
 
-template <class S, int V, bool Tail>
-void SolveStrip(const BaseBlock& base, int j0, int limit, double* f, std::ptrdiff_t ldf,
-                typename S::Mask tail, double* done, std::ptrdiff_t doneStride, double* unscaled,
-                typename S::Reg& growth) {
+template <class S, int V, bool Unscaled>
+typename S::Reg SolveStrip(const BaseBlock& base, int j0, int limit, const StripRows<S>& strip) {
+  constexpr int N = S::tileColumns;
   const int columns = limit - j0;
-  if (columns >= S::tileColumns)
-    SolveStrip<S, V, Tail, false>(base, j0, S::tileColumns, f, ldf, tail, done, doneStride, unscaled, growth);
-  else
-    SolveStrip<S, V, Tail, true>(base, j0, columns, f, ldf, tail, done, doneStride, unscaled, growth);
-}
-
-template <class S, int V>
-void SolveStripRows(const BaseBlock& base, int j0, int limit, int rows, double* f, std::ptrdiff_t ldf,
-                    double* done, std::ptrdiff_t doneStride, double* unscaled, typename S::Reg& growth) {
-  const typename S::Mask tail = S::Lanes(0, rows - (V - 1) * S::width);
-  if (rows == V * S::width)
-    SolveStrip<S, V, false>(base, j0, limit, f, ldf, tail, done, doneStride, unscaled, growth);
-  else
-    SolveStrip<S, V, true>(base, j0, limit, f, ldf, tail, done, doneStride, unscaled, growth);
+  const bool whole = strip.rows == V * S::width;
+  if (columns >= N)
+    return whole ? SolveStrip<S, V, false, false, Unscaled>(base, j0, N, strip)
+                 : SolveStrip<S, V, true, false, Unscaled>(base, j0, N, strip);
+  return whole ? SolveStrip<S, V, false, true, Unscaled>(base, j0, columns, strip)
+               : SolveStrip<S, V, true, true, Unscaled>(base, j0, columns, strip);
 }
 
 /// One strip for any number of rows ≤ tileVectors·width.
-template <class S>
-void SolveStripRows(const BaseBlock& base, int j0, int limit, int rows, double* f, std::ptrdiff_t ldf,
-                    double* done, std::ptrdiff_t doneStride, double* unscaled, typename S::Reg& growth) {
+template <class S, bool Unscaled>
+typename S::Reg SolveStripRows(const BaseBlock& base, int j0, int limit, const StripRows<S>& strip) {
   constexpr int W = S::width, V = S::tileVectors;
-  if (rows > (V - 1) * W)
-    return SolveStripRows<S, V>(base, j0, limit, rows, f, ldf, done, doneStride, unscaled, growth);
-  if (V == 3 && rows > W)
-    return SolveStripRows<S, 2>(base, j0, limit, rows, f, ldf, done, doneStride, unscaled, growth);
-  for (int i = 0; i < rows; i += W)
-    SolveStripRows<S, 1>(base, j0, limit, Least(rows - i, W), f + i, ldf, done + i, doneStride,
-                         unscaled ? unscaled + i : nullptr, growth);
+  if (strip.rows > (V - 1) * W) return SolveStrip<S, V, Unscaled>(base, j0, limit, strip);
+  if (V == 3 && strip.rows > W) return SolveStrip<S, 2, Unscaled>(base, j0, limit, strip);
+  typename S::Reg growth = S::Zero();
+  for (int i = 0; i < strip.rows; i += W) {
+    const StripRows<S> part{strip.f + i,    strip.ldf,        Least(strip.rows - i, W),
+                            strip.done + i, strip.doneStride, Unscaled ? strip.unscaled + i : nullptr};
+    growth = S::MaxAbs(growth, SolveStrip<S, 1, Unscaled>(base, j0, limit, part));
+  }
+  return growth;
 }
 
 /// The first column < limit with a multiplier above the bound; −1 when there is none.
@@ -229,14 +238,15 @@ PanelOutcome FactorBase(double* F, std::ptrdiff_t ldf, int m, int k, double* D, 
       outcome.value = D[limit];
     }
     for (int i = j0 + N; i < k && j0 < limit; i += tileRows)
-      SolveStripRows<S>(base, j0, limit, Least(k - i, tileRows), F + i, ldf, base.l + i, baseColumns,
-                        base.w + i, growth);
+      growth = S::MaxAbs(growth, SolveStripRows<S, true>(base, j0, limit,
+                                                         {F + i, ldf, Least(k - i, tileRows), base.l + i,
+                                                          baseColumns, base.w + i}));
   }
   alignas(64) double done[baseColumns * tileRows];
   for (int i = k; i < m; i += tileRows) {
-    const int rows = Least(m - i, tileRows);
+    const StripRows<S> strip{F + i, ldf, Least(m - i, tileRows), done, tileRows, nullptr};
     for (int j0 = 0; j0 < limit; j0 += N)
-      SolveStripRows<S>(base, j0, limit, rows, F + i, ldf, done, tileRows, nullptr, growth);
+      growth = S::MaxAbs(growth, SolveStripRows<S, false>(base, j0, limit, strip));
   }
   if (mode == 2 && S::Largest(growth) > 1e7) {
     outcome.failure = 2;
