@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
+#include "math/PageArray.h"
 #include "math/platform.h"
 
 namespace {
@@ -94,5 +96,25 @@ TEST(GetEnvironment, SetVariableIsReadAndAMissingOneLeavesTheValue) {
   EXPECT_EQ(value, "after");
 }
 #endif
+
+TEST(PageArray, HoldsItsValuesWhateverItsSizeAndMoves) {
+  for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{10000}, std::size_t{3000000}}) {
+    PageArray<double> a(count);
+    for (std::size_t k = 0; k < count; ++k) a[k] = static_cast<double>(k);
+
+    PageArray<double> b(std::move(a));
+
+    EXPECT_EQ(a.Data(), nullptr);
+    for (std::size_t k = 0; k < count; k += 997) EXPECT_EQ(b[k], static_cast<double>(k));
+    b.Release();
+    b.Release();
+    EXPECT_EQ(b.Data(), nullptr);
+  }
+}
+
+TEST(PageArray, MoreThanThereIsIsABadAllocation) {
+  EXPECT_THROW(PageArray<double>(std::size_t{1} << 60), std::bad_alloc);
+  EXPECT_THROW(PageArray<double>(~std::size_t{0}), std::bad_alloc);
+}
 
 }  // namespace

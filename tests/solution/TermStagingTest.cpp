@@ -63,6 +63,28 @@ TEST(TermStaging, MergeEqualsAMapOfSumsToTheBit) {
       }
 }
 
+TEST(TermStaging, ZeroDiagonalEqualsZerosAddedFirst) {
+  for (const Triangle triangle : {Triangle::AsAdded, Triangle::Upper})
+    for (const int n : {1, 2, 7, 40})
+      for (const int count : {0, 1, 5, 3000}) {
+        std::vector<StagedTerm> terms = RandomTerms(n, count, 2000 + n + count);
+        TermStaging staging;
+        staging.SetNumDof(n);
+        staging.AddZeroDiagonal();
+        for (const StagedTerm& t : terms) staging.Add(t.row, t.col, t.value);
+        for (int i = 0; i < n; ++i) terms.insert(terms.begin(), StagedTerm{i, i, 0.0});
+        EXPECT_FALSE(staging.IsEmpty());
+        TermStaging copy(staging);
+
+        const MergedColumns merged = MergeTerms(staging, n, triangle);
+        const MergedColumns fromCopy = MergeTerms(copy, n, triangle);
+
+        EXPECT_TRUE(staging.IsEmpty());
+        ExpectMerged(merged, n, Summed(terms, triangle));
+        ExpectMerged(fromCopy, n, Summed(terms, triangle));
+      }
+}
+
 TEST(TermStaging, TermsComeBackInTheOrderAdded) {
   const std::vector<StagedTerm> terms = RandomTerms(50, 5000, 3);
   TermStaging staging;
@@ -128,12 +150,14 @@ TEST(TermStaging, TheSamePlacesOverAndOverDoNotFillTheMemory) {
   TermStaging staging;
   staging.SetNumDof(n);
   staging.Add(n, n, 1.0);
+  staging.AddZeroDiagonal();
 
   for (int r = 0; r < rounds; ++r)
     for (int i = 0; i < n; ++i) staging.Add(i, i, 1.0);
 
   EXPECT_LT(staging.Count(), std::size_t{20000});
   EXPECT_NE(staging.LeftOutMessage(), "");
+  EXPECT_TRUE(staging.HasZeroDiagonal());
   const MergedColumns merged = MergeTerms(staging, n, Triangle::AsAdded);
   ASSERT_EQ(merged.NumTerm(), static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i) EXPECT_EQ(merged.value[i], static_cast<double>(rounds));

@@ -5,8 +5,11 @@
 #include <cwchar>
 
 #if defined(_WIN32)
+#define NOMINMAX
 #include <io.h>
+#include <windows.h>
 #else
+#include <sys/mman.h>
 #include <sys/types.h>
 #endif
 
@@ -145,6 +148,40 @@ bool GetEnvironment(const char* name, std::string& value) {
   if (text == nullptr) return false;
   value = text;
   return true;
+#endif
+}
+
+namespace {
+
+constexpr std::size_t kSmallRequest = std::size_t{128} << 10;
+constexpr std::size_t kHugeRequest = std::size_t{4} << 20;
+
+}  // namespace
+
+void* AllocatePages(std::size_t bytes) noexcept {
+  if (bytes < kSmallRequest) return std::malloc(bytes);
+#if defined(_WIN32)
+  return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+#else
+  void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) return nullptr;
+#if defined(MADV_HUGEPAGE)
+  if (bytes >= kHugeRequest)
+    madvise(memory, bytes, MADV_HUGEPAGE);  // fewer page faults; a refusal costs nothing
+#endif
+  return memory;
+#endif
+}
+
+void FreePages(void* memory, std::size_t bytes) noexcept {
+  if (bytes < kSmallRequest) {
+    std::free(memory);
+    return;
+  }
+#if defined(_WIN32)
+  VirtualFree(memory, 0, MEM_RELEASE);
+#else
+  munmap(memory, bytes);
 #endif
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 // Everything the library asks of the operating system, in one place: files, their names, the environment.
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -36,6 +37,11 @@ long long FileSize(std::FILE* file);
 
 /// Reads an environment variable; false (and value untouched) when it is not set.
 bool GetEnvironment(const char* name, std::string& value);
+
+/// Memory for large arrays straight from the system, uninitialised for the caller's purposes; null on
+/// failure. Small requests (below 128 KiB) are served by malloc. FreePages takes the size that was asked for.
+void* AllocatePages(std::size_t bytes) noexcept;
+void FreePages(void* memory, std::size_t bytes) noexcept;
 
 }  // namespace math
 }  // namespace Matrix

@@ -33,12 +33,14 @@ bool CSolnMatrix::SetNumDof(int n) {
       m_pattern.SetSize(n);
       break;
     case SolNone:
-    case SolPardiso:
       break;
+    case SolPardiso:
+      m_triplets->AddZeroDiagonal();
+      return true;
     default:
-      result = false;
+      return false;
   }
-  for (int i = 1; i <= m_numDof; ++i) AddTerm(i, i, 0.0);
+  m_terms->AddZeroDiagonal();
   return result;
 }
 
@@ -192,8 +194,8 @@ namespace {
 void CopyColumns(const MergedColumns& from, Sparse& to) {
   const int n = from.n;
   for (int c = 0; c <= n; ++c) to.outerIndexPtr()[c] = static_cast<int>(from.start[c]);
-  std::copy_n(from.row.get(), from.NumTerm(), to.innerIndexPtr());
-  std::copy_n(from.value.get(), from.NumTerm(), to.valuePtr());
+  std::copy_n(from.row.Data(), from.NumTerm(), to.innerIndexPtr());
+  std::copy_n(from.value.Data(), from.NumTerm(), to.valuePtr());
 }
 
 // A new matrix first and a swap then: whatever throws, `sparse` stays a matrix.

@@ -34,8 +34,8 @@ void NoteThreads(CReport* report) {
   report->Note(text.str());
 }
 
-// Vectors per block of the refined estimate: as many as the products take in one pass over the matrix. Four already
-// come within 2 % on structural matrices; eight turn some of those into the exact figure.
+// Vectors per block of the refined estimate: as many as the products take in one pass over the matrix. Four
+// already come within 2 % on structural matrices; eight turn some of those into the exact figure.
 constexpr int kRefinedBlock = 8;
 
 template <class Product, class Solve>

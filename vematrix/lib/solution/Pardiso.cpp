@@ -148,9 +148,12 @@ bool Pardiso::factorize(bool positiveDefinite) {
   const SymmetricArrays arrays = ArraysOf(*m_matrix);
   const EngineCall call{m_mtype, m_threads, &m_iparm};
   m_error = handle.engine->Analyse(arrays, call);
-  if (fails("symbolic")) return false;
-  m_error = handle.engine->Factorise(arrays, call);
-  if (fails("numerical")) return false;
+  const bool analysed = !fails("symbolic");
+  if (analysed) m_error = handle.engine->Factorise(arrays, call);
+  if (!analysed || fails("numerical")) {
+    handle.engine->DropFactors();
+    return false;
+  }
 
   handle.n = arrays.n;
   handle.hasFactors = true;

@@ -21,6 +21,7 @@ TermStaging::TermStaging()
       m_end(nullptr),
       m_full(0),
       m_addUpAt(kFirstAddUp),
+      m_zeroDiagonal(false),
       m_leftOut(0),
       m_leftOutRow(0),
       m_leftOutCol(0) {}
@@ -33,6 +34,7 @@ TermStaging::TermStaging(const TermStaging& b) : TermStaging() {
     b.ForEach([this](int row, int col, double value) { *m_next++ = StagedTerm{row, col, value}; });
   }
   m_addUpAt = b.m_addUpAt;
+  m_zeroDiagonal = b.m_zeroDiagonal;
   m_leftOut = b.m_leftOut;
   m_leftOutRow = b.m_leftOutRow;
   m_leftOutCol = b.m_leftOutCol;
@@ -51,7 +53,7 @@ void TermStaging::LeaveOut(int row, int col) {
 }
 
 std::size_t TermStaging::Count() const {
-  return m_blocks.empty() ? 0 : m_full + static_cast<std::size_t>(m_next - m_blocks.back().terms.get());
+  return m_blocks.empty() ? 0 : m_full + static_cast<std::size_t>(m_next - m_blocks.back().terms.Data());
 }
 
 std::string TermStaging::LeftOutMessage() const {
@@ -66,15 +68,16 @@ void TermStaging::Clear() {
   m_next = m_end = nullptr;
   m_full = 0;
   m_addUpAt = kFirstAddUp;
+  m_zeroDiagonal = false;
   m_leftOut = 0;
 }
 
 void TermStaging::AppendBlock(std::size_t capacity) {
   const std::size_t full = Count();
   m_blocks.reserve(m_blocks.size() + 1);
-  m_blocks.push_back(Block{std::unique_ptr<StagedTerm[]>(new StagedTerm[capacity]), capacity});
+  m_blocks.push_back(Block{math::PageArray<StagedTerm>(capacity), capacity});
   m_full = full;
-  m_next = m_blocks.back().terms.get();
+  m_next = m_blocks.back().terms.Data();
   m_end = m_next + capacity;
 }
 
@@ -90,6 +93,7 @@ void TermStaging::Grow() {
 
 void TermStaging::AddUp() {
   const std::size_t leftOut = m_leftOut;
+  const bool zeroDiagonal = m_zeroDiagonal;
   const MergedColumns merged = MergeTerms(*this, static_cast<int>(m_bound), Triangle::AsAdded);
   AppendBlock(std::max(merged.NumTerm() + merged.NumTerm() / 2, kFirstBlock));
   for (int c = 0; c < merged.n; ++c)
@@ -97,64 +101,81 @@ void TermStaging::AddUp() {
       *m_next++ = StagedTerm{merged.row[k], c, merged.value[k]};
   m_addUpAt = std::max(kFirstAddUp, kAddUpFactor * merged.NumTerm());
   m_leftOut = leftOut;
+  m_zeroDiagonal = zeroDiagonal;
 }
 
 namespace {
 
-// Positions where the columns begin, by counting: of column c in entry c + 1, the last entry is the total.
+// Positions where the columns begin, by counting: of column c in entry c + 1, the last entry is the total. A
+// zero diagonal has a place of its own at the beginning of every column.
 template <class Place>
 std::vector<std::size_t> ColumnStarts(const TermStaging& staged, int n, Place place) {
+  const std::size_t diagonal = staged.HasZeroDiagonal() ? 1 : 0;
   std::vector<std::size_t> start(static_cast<std::size_t>(n) + 2, 0);
   staged.ForEach([&start, place](int row, int col, double) { ++start[place(row, col).second + 2u]; });
-  for (int c = 0; c < n; ++c) start[c + 2] += start[c + 1];
+  for (int c = 0; c < n; ++c) start[c + 2] += start[c + 1] + diagonal;
   return start;
 }
 
-// Adds up one column at a time with a dense accumulator.
+// Adds up one column at a time with a dense accumulator. The sums go to the front of the arrays, into places
+// that have been read already.
 class ColumnSummer {
 public:
-  explicit ColumnSummer(int n) : m_sum(n), m_seenIn(n, -1) {}
+  ColumnSummer(int n, int* row, double* value)
+      : m_sum(n), m_seenIn(n, -1), m_row(row), m_value(value), m_out(0) {}
 
-  // Terms [from, to) of the unsorted column c; writes the sums from `out` ≤ from on and returns the end of
-  // them.
-  std::size_t Sum(int c, int* row, double* value, std::size_t from, std::size_t to, std::size_t out) {
-    const std::size_t first = out;
-    bool ascending = true;
-    for (std::size_t k = from; k < to; ++k) {
-      const int r = row[k];
-      if (m_seenIn[r] == c) {
-        m_sum[r] += value[k];
-        continue;
-      }
-      m_seenIn[r] = c;
-      m_sum[r] = value[k];
-      ascending = ascending && (out == first || row[out - 1] < r);
-      row[out++] = r;
+  void Begin(int column) {
+    m_column = column;
+    m_first = m_out;
+    m_ascending = true;
+  }
+
+  void Add(int row, double value) {
+    if (m_seenIn[row] == m_column) {
+      m_sum[row] += value;
+      return;
     }
-    if (!ascending) std::sort(row + first, row + out);
-    for (std::size_t k = first; k < out; ++k) value[k] = m_sum[row[k]];
-    return out;
+    m_seenIn[row] = m_column;
+    m_sum[row] = value;
+    m_ascending = m_ascending && (m_out == m_first || m_row[m_out - 1] < row);
+    m_row[m_out++] = row;
+  }
+
+  // Where the next column begins.
+  std::size_t End() {
+    if (!m_ascending) std::sort(m_row + m_first, m_row + m_out);
+    for (std::size_t k = m_first; k < m_out; ++k) m_value[k] = m_sum[m_row[k]];
+    return m_out;
   }
 
 private:
   std::vector<double> m_sum;
   std::vector<int> m_seenIn;  // the last column that had a term in this row
+  int* m_row;
+  double* m_value;
+  std::size_t m_out, m_first = 0;
+  int m_column = -1;
+  bool m_ascending = true;
 };
 
 template <class Place>
 MergedColumns Merge(TermStaging& staged, int n, Place place) {
-  const std::size_t count = staged.Count();
-  ColumnSummer summer(n);
+  const bool zeroDiagonal = staged.HasZeroDiagonal();
+  const std::size_t count = staged.Count() + (zeroDiagonal ? static_cast<std::size_t>(n) : 0);
   MergedColumns merged;
   merged.n = n;
   merged.start = ColumnStarts(staged, n, place);
-  merged.row.reset(new int[count]);
-  merged.value.reset(new double[count]);
+  merged.row = math::PageArray<int>(count);
+  merged.value = math::PageArray<double>(count);
+  int* rows = merged.row.Data();
+  double* values = merged.value.Data();
+  ColumnSummer summer(n, rows, values);
 
-  // Filling column c moves entry c + 1 from its beginning to its end, which is where column c + 1 begins.
+  // Filling column c moves entry c + 1 from its beginning to its end, which is where column c + 1 begins. The
+  // place of the zero diagonal is skipped and stays unwritten.
   std::size_t* next = merged.start.data() + 1;
-  int* rows = merged.row.get();
-  double* values = merged.value.get();
+  if (zeroDiagonal)
+    for (int c = 0; c < n; ++c) ++next[c];
   staged.Drain([next, rows, values, place](int row, int col, double value) {
     const std::pair<int, int> at = place(row, col);
     const std::size_t k = next[at.second]++;
@@ -163,11 +184,13 @@ MergedColumns Merge(TermStaging& staged, int n, Place place) {
   });
 
   merged.start.pop_back();
-  std::size_t from = 0, out = 0;
+  std::size_t from = 0;
   for (int c = 0; c < n; ++c) {
     const std::size_t to = merged.start[c + 1];
-    out = summer.Sum(c, rows, values, from, to, out);
-    merged.start[c + 1] = out;
+    summer.Begin(c);
+    if (zeroDiagonal) summer.Add(c, 0.0);
+    for (std::size_t k = zeroDiagonal ? from + 1 : from; k < to; ++k) summer.Add(rows[k], values[k]);
+    merged.start[c + 1] = summer.End();
     from = to;
   }
   return merged;

@@ -1,8 +1,9 @@
 #pragma once
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <vector>
+
+#include "../math/PageArray.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -39,11 +40,16 @@ public:
     *m_next++ = StagedTerm{row, col, value};
   }
 
+  /// Puts a term 0.0 on every diagonal place, before all others, without storing any of them.
+  void AddZeroDiagonal() { m_zeroDiagonal = true; }
+  bool HasZeroDiagonal() const { return m_zeroDiagonal; }
+
   /// Counts a term that is not going to be part of the matrix; the first one is remembered for the message.
   void LeaveOut(int row, int col);
 
+  /// Terms added, the zero diagonal not counted.
   std::size_t Count() const;
-  bool IsEmpty() const { return Count() == 0; }
+  bool IsEmpty() const { return Count() == 0 && !m_zeroDiagonal; }
 
   /// "3 terms outside the matrix of 10 dof were left out, the first in row 11, column 2"; empty when there
   /// are none.
@@ -52,11 +58,11 @@ public:
   /// Forgets all terms and releases their memory.
   void Clear();
 
-  /// Calls f(row, col, value) for every term in the order added.
+  /// Calls f(row, col, value) for every term but those of the zero diagonal, in the order added.
   template <class F>
   void ForEach(F f) const {
     for (std::size_t b = 0; b < m_blocks.size(); ++b)
-      for (const StagedTerm *t = m_blocks[b].terms.get(), *end = EndOf(b); t != end; ++t)
+      for (const StagedTerm *t = m_blocks[b].terms.Data(), *end = EndOf(b); t != end; ++t)
         f(t->row, t->col, t->value);
   }
 
@@ -64,21 +70,21 @@ public:
   template <class F>
   void Drain(F f) {
     for (std::size_t b = 0; b < m_blocks.size(); ++b) {
-      for (const StagedTerm *t = m_blocks[b].terms.get(), *end = EndOf(b); t != end; ++t)
+      for (const StagedTerm *t = m_blocks[b].terms.Data(), *end = EndOf(b); t != end; ++t)
         f(t->row, t->col, t->value);
-      m_blocks[b].terms.reset();
+      m_blocks[b].terms.Release();
     }
     Clear();
   }
 
 private:
   struct Block {
-    std::unique_ptr<StagedTerm[]> terms;
+    math::PageArray<StagedTerm> terms;
     std::size_t capacity;
   };
 
   const StagedTerm* EndOf(std::size_t b) const {
-    return b + 1 == m_blocks.size() ? m_next : m_blocks[b].terms.get() + m_blocks[b].capacity;
+    return b + 1 == m_blocks.size() ? m_next : m_blocks[b].terms.Data() + m_blocks[b].capacity;
   }
   void Grow();
   void AddUp();
@@ -89,6 +95,7 @@ private:
   StagedTerm *m_next, *m_end;  // free places of the last block
   std::size_t m_full;          // terms in the blocks before the last
   std::size_t m_addUpAt;       // number of terms that makes Grow add up first
+  bool m_zeroDiagonal;
   std::size_t m_leftOut;
   int m_leftOutRow, m_leftOutCol;
 };
@@ -97,8 +104,8 @@ private:
 struct MergedColumns {
   int n = 0;
   std::vector<std::size_t> start;  ///< n + 1 positions
-  std::unique_ptr<int[]> row;
-  std::unique_ptr<double[]> value;
+  math::PageArray<int> row;
+  math::PageArray<double> value;
 
   std::size_t NumTerm() const { return start.empty() ? 0 : start.back(); }
 };
