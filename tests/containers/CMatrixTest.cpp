@@ -15,7 +15,7 @@ namespace {
 template <class Matrix>
 class CMatrixBothLayouts : public ::testing::Test {};
 using Layouts = ::testing::Types<CMatrix<0>, CMatrix<1>>;
-TYPED_TEST_SUITE(CMatrixBothLayouts, Layouts);
+TYPED_TEST_SUITE(CMatrixBothLayouts, Layouts, );
 
 template <class Matrix>
 Matrix Numbered(int rows, int cols) {
