@@ -14,8 +14,6 @@ namespace Matrix {
 namespace math {
 namespace {
 
-constexpr int kTriangleBlock = 32;  // columns per block when the lower triangle is made of full products
-
 CBLAS_TRANSPOSE cblasTranspose(Transpose t) {
   return t == Transpose::Yes ? CblasTrans : CblasNoTrans;
 }
@@ -37,6 +35,7 @@ void dgemmtLower(int n, int k, double alpha, const double* A, int lda, const dou
                std::max(ldb, 1), beta, C, std::max(ldc, 1));
 #else
   // Few CBLAS libraries have gemmt: full products over the rows at and below each block of columns.
+  constexpr int kTriangleBlock = 32;
   for (int j = 0; j < n; j += kTriangleBlock) {
     const int columns = std::min(kTriangleBlock, n - j);
     dgemm(Transpose::Yes, Transpose::No, n - j, columns, k, alpha, A + std::ptrdiff_t(j) * lda, lda,
