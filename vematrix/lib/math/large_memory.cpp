@@ -8,6 +8,9 @@
 #include <new>
 #include <string>
 #include <utility>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #if defined(__linux__)
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -20,29 +23,48 @@ namespace math {
 namespace {
 
 constexpr std::size_t kLine = 64;
-constexpr std::size_t kHugePage = std::size_t(1) << 21;
+#if defined(__linux__)
+/// Blocks from this size on are pages of their own: given back, they leave no holes in the heap.
+constexpr std::size_t kOwnPages = std::size_t(1) << 20;
+constexpr std::size_t kHugePages = std::size_t(1) << 22;
+
+void* AllocatePages(std::size_t bytes) {
+  void* data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (data == MAP_FAILED) throw std::bad_alloc();
+#if defined(MADV_HUGEPAGE)
+  if (bytes >= kHugePages) madvise(data, bytes, MADV_HUGEPAGE);
+#endif
+  return data;
+}
+#endif
 
 double* AllocateDoubles(std::size_t count) {
-  if (count > std::numeric_limits<std::size_t>::max() / sizeof(double) - kHugePage) throw std::bad_alloc();
+  if (count > std::numeric_limits<std::size_t>::max() / (2 * sizeof(double))) throw std::bad_alloc();
   const std::size_t bytes = count * sizeof(double);
 #if defined(_WIN32)
   void* data = _aligned_malloc(bytes, kLine);
   if (!data) throw std::bad_alloc();
 #else
-  const std::size_t alignment = bytes >= 2 * kHugePage ? kHugePage : kLine;
-  void* data = nullptr;
-  if (posix_memalign(&data, alignment, std::max(bytes, kLine)) != 0) throw std::bad_alloc();
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-  if (bytes >= 2 * kHugePage) madvise(data, bytes / kHugePage * kHugePage, MADV_HUGEPAGE);
+#if defined(__linux__)
+  if (bytes >= kOwnPages) return static_cast<double*>(AllocatePages(bytes));
 #endif
+  void* data = nullptr;
+  if (posix_memalign(&data, kLine, std::max(bytes, kLine)) != 0) throw std::bad_alloc();
 #endif
   return static_cast<double*>(data);
 }
 
-void FreeDoubles(double* data) {
+void FreeDoubles(double* data, std::size_t count) {
 #if defined(_WIN32)
+  (void)count;
   _aligned_free(data);
 #else
+#if defined(__linux__)
+  if (count * sizeof(double) >= kOwnPages) {
+    munmap(data, count * sizeof(double));
+    return;
+  }
+#endif
   std::free(data);
 #endif
 }
@@ -79,7 +101,7 @@ std::int64_t AddressSpaceInUse() {
 LargeArray::LargeArray(std::size_t count)
     : m_data(count > 0 ? AllocateDoubles(count) : nullptr), m_count(count) {}
 LargeArray::~LargeArray() {
-  FreeDoubles(m_data);
+  FreeDoubles(m_data, m_count);
 }
 
 LargeArray::LargeArray(LargeArray&& other) noexcept : m_data(other.m_data), m_count(other.m_count) {
@@ -91,6 +113,12 @@ LargeArray& LargeArray::operator=(LargeArray&& other) noexcept {
   std::swap(m_data, other.m_data);
   std::swap(m_count, other.m_count);
   return *this;
+}
+
+void ReturnFreeMemory() noexcept {
+#if defined(__GLIBC__)
+  malloc_trim(0);
+#endif
 }
 
 std::int64_t AvailableMemory() {

@@ -30,6 +30,9 @@ private:
   std::size_t m_count = 0;
 };
 
+/// Gives memory that was freed and is kept for reuse back to the system, where the C library can do that.
+void ReturnFreeMemory() noexcept;
+
 /// Bytes this process may still take before the system, a container or a limit of the process stops it;
 /// the largest number when that cannot be told.
 std::int64_t AvailableMemory();

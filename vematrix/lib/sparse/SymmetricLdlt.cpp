@@ -37,6 +37,7 @@ LdltStatus SymmetricLdlt::Analyse(int n, const int* columnStart, const int* row,
     if (outcome.status != LdltStatus::Ok) return Fail(outcome.status, outcome.message);
     DropFactor();
     m_analysis = analysis;
+    math::ReturnFreeMemory();  // the orderings took several times what stays
     return Fail(LdltStatus::Ok, "");
   } catch (const std::bad_alloc&) {
     return Fail(LdltStatus::OutOfMemory, "not enough memory for the analysis");

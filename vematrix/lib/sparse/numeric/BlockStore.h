@@ -17,7 +17,7 @@ public:
 
   math::LargeArray Take(std::size_t doubles) {
     const auto found = m_idle.lower_bound(doubles);
-    if (found != m_idle.end() && found->first <= doubles + doubles / 4 + 512) {
+    if (found != m_idle.end() && found->first <= doubles + doubles / 2 + 512) {
       math::LargeArray block = std::move(found->second);
       m_idle.erase(found);
       m_held -= block.Count();

@@ -48,7 +48,7 @@ public:
         m_bench(m_crew.Threads()),
         m_block(analysis.tree.Count()) {
     const std::size_t idle =
-        static_cast<std::size_t>(analysis.panelStart.back()) / 64 / m_bench.size() + (1 << 15);
+        static_cast<std::size_t>(analysis.panelStart.back()) / 32 / m_bench.size() + (1 << 15);
     for (Bench& bench : m_bench) bench.store.Limit(idle);
     m_rule.mode = static_cast<int>(mode);
     m_rule.zeroStiff = threshold;
@@ -83,25 +83,40 @@ private:
         s,     columns, rows, 0, m_crew.Threads() > 1 && k * size * size > kSharedOperations, m_bench[worker],
         worker};
     front.bench.pivots.Set(m_factor.panel.Data() + m_a.panelStart[s], columns + rows, columns);
-    AssembleTerms(front);
     TakeChildren(front);
-    for (int c = 0; c < front.numChildren; ++c) {
-      ChildBlock& child = front.bench.children[c];
-      AddRange(front, child, 0, child.places.split, 0, front.bench.pivots);
-      Release(front, child, child.places.split);
-    }
+    for (int p = 0; p < front.bench.pivots.Panels(); ++p) AssemblePanel(front, p);
     if (!FactorPivots(front)) return false;
     BuildBlock(front);
     return true;
   }
 
-  void AssembleTerms(const Front& front) {
+  /// Panel p of the pivots: zeros, the matrix terms, the children's columns, whose memory goes back at once.
+  void AssemblePanel(const Front& front, int p) {
+    const Trapezoid& pivots = front.bench.pivots;
+    const PanelShape& shape = pivots.Panel(p);
     double* panel = m_factor.panel.Data() + m_a.panelStart[front.s];
-    const std::int64_t length = m_a.panelStart[front.s + 1] - m_a.panelStart[front.s];
-    std::memset(panel, 0, static_cast<std::size_t>(length) * sizeof(double));
+    const bool last = p + 1 == pivots.Panels();
+    const std::int64_t begin = shape.offset;
+    const std::int64_t end =
+        last ? m_a.panelStart[front.s + 1] - m_a.panelStart[front.s] : pivots.Panel(p + 1).offset;
+    std::memset(panel + begin, 0, static_cast<std::size_t>(end - begin) * sizeof(double));
     for (int e = m_a.termStart[front.s]; e < m_a.termStart[front.s + 1]; ++e) {
-      panel[m_a.termTarget[e]] += m_value[m_a.termSource[e]];
+      const std::int64_t target = m_a.termTarget[e];
+      if (target >= begin && target < end) panel[target] += m_value[m_a.termSource[e]];
     }
+    for (int c = 0; c < front.numChildren; ++c)
+      AddColumnsOf(front, front.bench.children[c], shape.first, shape.first + shape.width, 0, pivots);
+  }
+
+  /// What a child holds for columns [c0, c1) of the front.
+  void AddColumnsOf(const Front& front, const ChildBlock& child, int c0, int c1, int shift,
+                    const Trapezoid& target) {
+    const std::vector<int>& place = child.places.place;
+    const auto from = std::lower_bound(place.begin(), place.end(), c0);
+    const auto to = std::lower_bound(from, place.end(), c1);
+    const int stop = static_cast<int>(to - place.begin());
+    AddRange(front, child, static_cast<int>(from - place.begin()), stop, shift, target);
+    Release(front, child, stop);
   }
 
   void TakeChildren(Front& front) {
@@ -162,14 +177,8 @@ private:
       UpdateBlock(front, q0, q1);
       const int end = front.columns + block.Panel(q1 - 1).first + block.Panel(q1 - 1).width;
       for (int c = 0; c < front.numChildren; ++c) {
-        ChildBlock& child = front.bench.children[c];
-        const std::vector<int>& place = child.places.place;
-        const int begin = static_cast<int>(
-            std::lower_bound(place.begin(), place.end(), front.columns + block.Panel(q0).first) -
-            place.begin());
-        const int stop = static_cast<int>(std::lower_bound(place.begin(), place.end(), end) - place.begin());
-        AddRange(front, child, begin, stop, front.columns, block);
-        Release(front, child, stop);
+        AddColumnsOf(front, front.bench.children[c], front.columns + block.Panel(q0).first, end,
+                     front.columns, block);
       }
     }
   }
