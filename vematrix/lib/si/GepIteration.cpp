@@ -8,6 +8,7 @@
 
 #include "../math/lapack.h"
 #include "../math/sparse_product.h"
+#include "../si/RotatedColumns.h"
 #include "../si/Stopwatch.h"
 
 namespace si {
@@ -20,8 +21,8 @@ constexpr double kDigitsPerIteration = 8.0;  // decimal digits of spread the ope
 
 }  // namespace
 
-gep11::Iteration::Iteration(gep11& solver, Sparse& moving, double target)
-    : m_solver(solver), m_moving(&moving), m_target(target) {}
+gep11::Iteration::Iteration(gep11& solver, Sparse& moving, double target, RightHandSide rhs)
+    : m_solver(solver), m_moving(&moving), m_target(target), m_rhsOf(rhs) {}
 
 void gep11::Iteration::printSizes(const char* separator) const {
   std::ostringstream line;
@@ -59,7 +60,7 @@ void gep11::Iteration::moveTo(double next) {
   subtractScaled(*m_moving, next - m_target, *m_solver.B);
   m_solver.shiftSum += next - m_target;
   m_target = next;
-  m_productsKnown = false;
+  m_rhsKnown = false;
 }
 
 int gep11::Iteration::rationMultiplies() const {
@@ -89,13 +90,13 @@ bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, const M
   } while (m_converged != 0 && done < repetitions);
   m_solver.X.rightCols(open()) = m_solution;
   m_multiplies += open() * done;
-  m_productsKnown = false;
+  m_rhsKnown = false;
   return true;
 }
 
 void gep11::Iteration::formRightHandSides(const Sparse& multiplied, const MatrixXd& known, int repetition) {
   const Stopwatch time(m_solver.spent.product);
-  if (repetition == 0 && m_productsKnown) {
+  if (repetition == 0 && m_rhsKnown) {
     m_rhs = known.rightCols(open());
     return;
   }
@@ -204,15 +205,18 @@ void gep11::Iteration::takeRitzPairs(double reference, bool falling) {
   for (double& value : m_solver.evals) value += m_target;
   permutePairs(orderByDistance(m_solver.evals, reference, falling), m_solver.evals, m_Q);
   rotate(m_solver.X, m_Q, m_work);
-  rotate(m_AX, m_Q, m_work);
-  rotate(m_BX, m_Q, m_work);
-  m_productsKnown = true;
+  rotate(m_rhsOf == RightHandSide::AX ? m_AX : m_BX, m_Q, m_work);
+  m_rhsKnown = true;
 }
 
 bool gep11::Iteration::countConverged() {
   const Stopwatch time(m_solver.spent.convergence);
   const int before = m_converged;
-  m_converged = m_solver.checkConvergence(before, m_target, m_AX, m_BX);
+  RotatedColumns rotated(m_rhsOf == RightHandSide::AX ? m_AX : m_BX);
+  RotatedColumns other(m_rhsOf == RightHandSide::AX ? m_BX : m_AX, m_Q);
+  const bool explicitly = m_rhsOf == RightHandSide::AX;
+  m_converged =
+      m_solver.checkConvergence(before, m_target, explicitly ? rotated : other, explicitly ? other : rotated);
   if (m_converged >= m_solver.nev) return true;
   m_stalled = m_converged != before ? 0 : m_stalled + 1;
   ++m_number;

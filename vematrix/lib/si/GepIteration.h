@@ -14,13 +14,16 @@ namespace si {
 /// `target` starts at 0 where stored values count from the caller's shift, at that shift where they are
 /// absolute.
 ///
-/// Products are made once per iteration, for the projection, and rotated with the vectors: with X ← X·Q also
-/// A·X ← A·X·Q and B·X ← B·X·Q, which the convergence test and the next application of the operator use.
+/// Products are made once per iteration, for the projection. With X ← X·Q also the product that the next
+/// right-hand sides are (A·X in the explicit iteration, B·X in the implicit ones) is rotated; the convergence
+/// test rotates the few columns of the other one that it looks at.
 class gep11::Iteration {
 public:
   using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
-  Iteration(gep11& solver, Sparse& moving, double target);
+  /// @param rhs  which of A·X and B·X the operator is applied to
+  enum class RightHandSide { AX, BX };
+  Iteration(gep11& solver, Sparse& moving, double target, RightHandSide rhs);
 
   /// Prints the sizes and norms; `separator` stands between n and "nnzA: ".
   void printSizes(const char* separator) const;
@@ -78,8 +81,9 @@ private:
   gep11& m_solver;
   Sparse* m_moving;
   double m_target;
+  RightHandSide m_rhsOf;
   int m_number = 1, m_multiplies = 0, m_converged = 0, m_stalled = 0;
-  bool m_productsKnown = false;       ///< m_AX and m_BX belong to the present X
+  bool m_rhsKnown = false;            ///< m_AX (explicit) or m_BX (implicit) belongs to the present X
   Eigen::MatrixXd m_AX, m_BX;         ///< n × p
   Eigen::MatrixXd m_rhs, m_solution;  ///< n × open columns
   Eigen::MatrixXd m_work;             ///< n × p

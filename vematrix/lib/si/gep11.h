@@ -11,6 +11,8 @@
 
 namespace si {
 
+class RotatedColumns;  // internal
+
 /// A few eigenpairs of the symmetric problem A·x = λ·B·x by subspace iteration.
 ///
 /// Order of calls: construct, one of the three solves, get_numpairs_converged and opCount, residuals (which
@@ -137,7 +139,7 @@ private:
 
   void restart(int newMode, double initialValue);
   si::Status iterateInverse(Iteration& iteration, Eigen::SparseMatrix<double, 0, int>& shifted);
-  int checkConvergence(int first, const double& sigma, const Eigen::MatrixXd& AX, const Eigen::MatrixXd& BX);
+  int checkConvergence(int first, const double& sigma, RotatedColumns& AX, RotatedColumns& BX);
   double ErrorNorm(int i);
   bool initial_shift(Eigen::MatrixXd&, Eigen::MatrixXd&, Vessa::Matrix::Pardiso&, Eigen::MatrixXd&,
                      Eigen::MatrixXd&, double&);

@@ -6,6 +6,7 @@
 
 #include "../math/parallel.h"
 #include "../math/sparse_product.h"
+#include "../si/RotatedColumns.h"
 #include "../si/SubspaceSteps.h"
 #include "../si/gep11.h"
 
@@ -31,8 +32,7 @@ void printPair(int i, double lambda, double residual, int converged, double erro
 
 /// Counts the leading converged pairs, from pair `first` on, up to the first that fails.
 /// @param sigma  stored value − sigma is an eigenvalue of the pencil (A, B) of which AX = A·X and BX = B·X
-int gep11::checkConvergence(int first, const double& sigma, const Eigen::MatrixXd& AX,
-                            const Eigen::MatrixXd& BX) {
+int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& AX, RotatedColumns& BX) {
   const int tested = std::min({nev, int(evals.size()), int(X.cols())});
   int converged = first;
   for (int i = first; i < tested; ++i) {

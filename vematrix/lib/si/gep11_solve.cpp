@@ -47,7 +47,7 @@ si::Status gep11::solve_exp_orth() {
   const Stopwatch time(spent.total);
   normA = exactOneNorm(*A);
   normB = exactOneNorm(*B);
-  Iteration iteration(*this, *A, 0.0);
+  Iteration iteration(*this, *A, 0.0, Iteration::RightHandSide::AX);
   iteration.printSizes(" ");
   iteration.shiftBySigma();
   if (!orthonormalize(X)) return STATUS_ORTHO;
@@ -84,7 +84,7 @@ si::Status gep11::solve_imp_orth() {
   const Stopwatch time(spent.total);
   normA = exactOneNorm(*A);
   normB = exactOneNorm(*B);
-  Iteration iteration(*this, *A, 0.0);
+  Iteration iteration(*this, *A, 0.0, Iteration::RightHandSide::BX);
   iteration.printSizes("");
   iteration.shiftBySigma();
   return iterateInverse(iteration, *A);
@@ -98,7 +98,7 @@ si::Status gep11::solve_imp_orth_copy() {
       std::size_t(std::min(A->nonZeros(), B->nonZeros())), [this] { normA = exactOneNorm(*A); },
       [this] { normB = exactOneNorm(*B); });
   Sparse shiftedCopy = *A;
-  Iteration iteration(*this, shiftedCopy, shift);
+  Iteration iteration(*this, shiftedCopy, shift, Iteration::RightHandSide::BX);
   iteration.printSizes("");
   iteration.shiftBySigma();
   mode = 1;
