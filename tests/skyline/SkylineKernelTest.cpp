@@ -241,6 +241,18 @@ TEST(SkylineKernels, ValuesThatAreNotFiniteStayWhereTheReferenceHasThem) {
   }
 }
 
+TEST(SkylineKernels, SuppressedDofIsListedOnceWhenItsBlockIsDoneAgain) {
+  const Arrays whole = RandomArrays(140, 30, 70, 19);
+  for (int p = 1; p < whole.n; ++p) {
+    Arrays a = whole;
+    Loosen(a, p);
+    const int q = std::min(p + 5, a.n);
+    a.At(q, q) = std::numeric_limits<double>::quiet_NaN();
+
+    EXPECT_EQ(Check(a, 0, "dof " + std::to_string(p)).zeroDofs, std::vector<int>{p});
+  }
+}
+
 TEST(SkylineKernels, OverflowUnderflowAndNegativeZeros) {
   for (double scale : {1e160, 1e300, 1e-160, 1e-300, 1e-310}) {
     Arrays a = RandomArrays(140, 20, 70, 15);

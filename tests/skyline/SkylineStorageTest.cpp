@@ -226,6 +226,12 @@ TEST(SkylineDiagonal, ElementsIgnoreTheColumn) {
   EXPECT_EQ(m.GetAt(2, 2), 8.0);
 }
 
+TEST(SkylineDiagonal, KeepsNoHeights) {
+  CSkyLine m = Diagonal({4, 5, 6});
+  m.SetColHeight(3, 2);
+  EXPECT_EQ(m.ColHeight(3), 0);
+}
+
 TEST(SkylineDiagonal, WholeMatrixOperationsTakeTheShortPath) {
   CSkyLine m = Diagonal({4, -5, 8});
   EXPECT_FALSE(m.CheckDiagonal());

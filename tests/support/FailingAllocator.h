@@ -48,21 +48,22 @@ inline void* AllocateWithinLimits(std::size_t size) {
 
 }  // namespace test_support
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would take a free() in the place of a delete for a mistake.
+__attribute__((noinline)) void* operator new(std::size_t size) {
   return test_support::AllocateWithinLimits(size);
 }
-void* operator new[](std::size_t size) {
+__attribute__((noinline)) void* operator new[](std::size_t size) {
   return test_support::AllocateWithinLimits(size);
 }
-void operator delete(void* p) noexcept {
+__attribute__((noinline)) void operator delete(void* p) noexcept {
   std::free(p);
 }
-void operator delete[](void* p) noexcept {
+__attribute__((noinline)) void operator delete[](void* p) noexcept {
   std::free(p);
 }
-void operator delete(void* p, std::size_t) noexcept {
+__attribute__((noinline)) void operator delete(void* p, std::size_t) noexcept {
   std::free(p);
 }
-void operator delete[](void* p, std::size_t) noexcept {
+__attribute__((noinline)) void operator delete[](void* p, std::size_t) noexcept {
   std::free(p);
 }

@@ -115,11 +115,12 @@ bool CSkyLine::SetNumDof(int n) {
 }
 
 int CSkyLine::ColHeight(int j) const {
+  if (static_cast<std::size_t>(j) >= m_column.size()) return 0;  // diagonal mode keeps no heights
   return m_phase == PhaseHeights ? m_column[j] : m_column[j] - m_column[j - 1];
 }
 
 void CSkyLine::SetColHeight(int j, int h) {
-  m_column[j] = h;
+  if (static_cast<std::size_t>(j) < m_column.size()) m_column[j] = h;
 }
 
 bool CSkyLine::CreateIndex() {
