@@ -30,14 +30,23 @@ VEMATRIX_INLINE void PrefetchColumnBefore(const double* value, const int* end, i
   __builtin_prefetch(column + 8, 0, 0);
 }
 
-// One vector.
+// One vector. `ahead` is where the terms needed next lie, in doubles from those at hand.
 
-VEMATRIX_INLINE double Dot(const double* a, const double* u, int count) {
+/// The sweeps up the columns read the terms in the order they are stored in.
+const long kUpwards = 256;
+
+/// The sweeps down the columns read each upwards: the one before is as far away as it is tall, about.
+VEMATRIX_INLINE long Downwards(int count) {
+  return -(count > 512 ? count : 512L);
+}
+
+VEMATRIX_INLINE double Dot(const double* a, const double* u, int count, long ahead) {
   double sum = 0.0;
   int t = 0;
   if (count >= 8) {
     Vector part[kParts] = {};
     for (; t + 8 <= count; t += 8) {
+      __builtin_prefetch(a + t + ahead);
 #pragma GCC unroll 4
       for (int k = 0; k < kParts; ++k) part[k] += Load(a + t + k * kLanes) * Load(u + t + k * kLanes);
     }
@@ -51,9 +60,10 @@ VEMATRIX_INLINE double Dot(const double* a, const double* u, int count) {
 }
 
 /// u += f·a
-VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f) {
+VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f, long ahead) {
   int t = 0;
   for (; t + 8 <= count; t += 8) {
+    __builtin_prefetch(a + t + ahead);
 #pragma GCC unroll 4
     for (int k = 0; k < kParts; ++k) {
       const int at = t + k * kLanes;
@@ -70,6 +80,7 @@ VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double*
   if (count >= 8) {
     Vector part[kParts] = {};
     for (; t + 8 <= count; t += 8) {
+      __builtin_prefetch(a + t + kUpwards);
 #pragma GCC unroll 4
       for (int k = 0; k < kParts; ++k) {
         const int at = t + k * kLanes;
@@ -93,15 +104,14 @@ VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double*
 void Forward(const double* value, const int* end, int n, double* u) {
   for (int j = 1; j <= n; ++j) {
     const int a = end[j - 1] + 1;
-    u[n - j] -= Dot(value + a, u + n - j + 1, end[j] - a);
+    u[n - j] -= Dot(value + a, u + n - j + 1, end[j] - a, kUpwards);
   }
 }
 
 void Backward(const double* value, const int* end, int n, double* u) {
   for (int j = n; j >= 2; --j) {
     const int a = end[j - 1] + 1;
-    PrefetchColumnBefore(value, end, j);
-    AddScaled(value + a, u + n - j + 1, end[j] - a, -u[n - j]);
+    AddScaled(value + a, u + n - j + 1, end[j] - a, -u[n - j], Downwards(end[j] - a));
   }
 }
 
@@ -117,15 +127,14 @@ void Product(const double* value, const int* end, int n, const double* x, double
 void Spread(const double* value, const int* end, int n, const double* x, double* y) {
   for (int j = 1; j <= n; ++j) {
     const int a = end[j - 1] + 1;
-    AddScaled(value + a, y + n - j + 1, end[j] - a, x[n - j]);
+    AddScaled(value + a, y + n - j + 1, end[j] - a, x[n - j], kUpwards);
   }
 }
 
 void Gather(const double* value, const int* end, int n, double* u) {
   for (int j = n; j >= 1; --j) {
     const int a = end[j - 1] + 1;
-    PrefetchColumnBefore(value, end, j);
-    u[n - j] += Dot(value + a, u + n - j + 1, end[j] - a);
+    u[n - j] += Dot(value + a, u + n - j + 1, end[j] - a, Downwards(end[j] - a));
   }
 }
 
