@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <fstream>
 #include <functional>
@@ -16,10 +17,23 @@ double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-double Seconds(const std::function<void()>& work) {
-  const double start = Now();
+double CpuNow() {
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+/// Elapsed seconds and the processor seconds of all threads.
+struct Duration {
+  double wall, cpu;
+};
+
+Duration Measure(const std::function<void()>& work) {
+  const double wall = Now(), cpu = CpuNow();
   work();
-  return Now() - start;
+  return {Now() - wall, CpuNow() - cpu};
+}
+
+std::ostream& operator<<(std::ostream& out, const Duration& d) {
+  return out << d.wall << ' ' << d.cpu;
 }
 
 /// A line of /proc/self/status in megabytes; 0 where there is none.
@@ -49,7 +63,7 @@ public:
     out.precision(9);
     out << "ok ";
     if (word == "analyse")
-      out << Seconds([&] { m_solver.Analyse(); });
+      out << Measure([&] { m_solver.Analyse(); });
     else if (word == "factor")
       out << Factor();
     else if (word == "solve" || word == "refine")
@@ -63,18 +77,18 @@ public:
   }
 
 private:
-  double Factor() {
-    const double seconds = Seconds([&] { m_solver.Factorize(); });
+  Duration Factor() {
+    const Duration time = Measure([&] { m_solver.Factorize(); });
     if (m_peak == 0.0) m_peak = StatusMb("VmHWM") - m_before;  // after the first analysis and factorisation
-    return seconds;
+    return time;
   }
 
-  double Solve(int count, bool refine) {
+  Duration Solve(int count, bool refine) {
     if (count < 1 || count > 20) throw std::runtime_error("solve: expected 1 to 20 vectors");
-    const double seconds = Seconds([&] { m_solver.Solve(m_b.data(), m_x.data(), count, refine); });
+    const Duration time = Measure([&] { m_solver.Solve(m_b.data(), m_x.data(), count, refine); });
     const std::size_t last = static_cast<std::size_t>(count - 1) * static_cast<std::size_t>(m_a.n);
     m_error = std::max(m_error, BackwardError(m_a, m_x.data() + last, m_b.data() + last));
-    return seconds;
+    return time;
   }
 
   const SymmetricMatrix& m_a;
