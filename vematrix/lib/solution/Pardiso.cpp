@@ -281,7 +281,9 @@ PardisoEngine Pardiso::Engine() const {
   return Resolve(m_engine);
 }
 
-void Pardiso::SetPlainSolves(bool on) { m_plainSolves = on; }
+void Pardiso::SetPlainSolves(bool on) {
+  m_plainSolves = on;
+}
 
 void Pardiso::SetNumThreads(unsigned int n) {
   m_threads = static_cast<int>(std::min(n, 4096u));

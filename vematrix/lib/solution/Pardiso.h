@@ -85,9 +85,9 @@ public:
   /// Whether this build has the engine.
   static bool HasEngine(PardisoEngine engine);
 
-  /// For callers that make up for inexact solutions themselves, as an eigensolver does: with true, solves take no
-  /// steps of refinement, except where pivots were perturbed, and run on all threads, several times faster.
-  /// Initially false: at most two steps each.
+  /// For callers that make up for inexact solutions themselves, as an eigensolver does: with true, solves
+  /// take no steps of refinement, except where pivots were perturbed, and run on all threads, several times
+  /// faster. Initially false: at most two steps each.
   void SetPlainSolves(bool on);
 
   /// Threads for this object's calls; 0 (the initial value) leaves it to the setting of the process.
