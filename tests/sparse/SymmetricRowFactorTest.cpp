@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "models/Registry.h"
 #include "sparse/CSymmetricRow.h"
 #include "sparse/SymmetricRowFixture.h"
 #include "support/DenseReference.h"
@@ -117,6 +118,25 @@ TEST(SymmetricRowFactor, Trusses) {
   for (auto [nx, ny] : {std::pair{1, 1}, {4, 2}, {7, 3}}) {
     const TrussGrid truss(nx, ny);
     CheckEverything(truss.n, truss.terms, std::to_string(nx) + " bays");
+  }
+}
+
+TEST(SymmetricRowFactor, StructuresOfTheHostHaveIdenticalFactorsAndSmallResiduals) {
+  for (const char* name : {"brick:3", "plate:6:6", "frame:2:1:2", "truss:6", "shell:3:3", "cantilever:20"}) {
+    SCOPED_TRACE(name);
+    const vematrix::models::Model model = vematrix::models::makeModel(name);
+    const int n = model.numDofs();
+    vematrix::models::SymmetricTerms sums = model.stiffnessTerms();
+    sums.sumDuplicates();
+    std::vector<Term> terms;
+    for (std::size_t k = 0; k < sums.size(); ++k) terms.push_back({sums.row[k], sums.col[k], sums.value[k]});
+
+    Factors f = BothFactors(RowMatrix(n, terms));
+    f.fast.StoreFirstRow();
+    const std::vector<double> b = RandomVector(n, 7), x = Solved(f.fast, b);
+
+    EXPECT_TRUE(Identical(f.fast, f.slow));
+    EXPECT_TRUE(Solves(n, terms, x.data(), b.data()));
   }
 }
 
