@@ -13,6 +13,7 @@ void addModes(Program& program);
 void addEig(Program& program);
 void addCond(Program& program);
 void addDoctor(Program& program);
+void addInfo(Program& program);
 
 }  // namespace cli
 }  // namespace vematrix

@@ -8,6 +8,7 @@
 #include "Format.h"
 #include "Input.h"
 #include "Mechanism.h"
+#include "MeshPicture.h"
 #include "NullProbe.h"
 #include "Program.h"
 #include "Stopwatch.h"
@@ -19,7 +20,7 @@ namespace cli {
 namespace {
 
 struct DoctorOptions {
-  std::string stiffness, mass, mesh, output, pattern = "ones";
+  std::string stiffness, mass, mesh, output, picture, pattern = "ones";
   SolverChoice solver;
 };
 
@@ -196,6 +197,13 @@ void lookAtMechanisms(const UpperMatrix& k, const DoctorOptions& options, const 
     writeMotions(options.output, mesh, mechanisms);
     console.print("  wrote {}\n", options.output);
   }
+  if (!options.picture.empty()) {
+    std::vector<Deformation> states;
+    for (std::size_t m = 0; m < std::min<std::size_t>(9, mechanisms.size()); ++m)
+      states.push_back({fmt::format("{}. {}", m + 1, mechanisms[m].kind), mechanisms[m].motion});
+    drawDeformations(options.picture, mesh, states);
+    console.print("  wrote {}\n", options.picture);
+  }
 }
 
 /// For a regular matrix: how well conditioned, before and after every dof is measured in its own unit.
@@ -221,8 +229,8 @@ void lookAtCondition(const UpperMatrix& k, const SolverChoice& choice, Findings&
 }
 
 Outcome doctor(Console& console, const DoctorOptions& options) {
-  if (!options.output.empty() && options.mesh.empty())
-    throw UsageError("--vtu-output: expected together with --mesh");
+  if ((!options.output.empty() || !options.picture.empty()) && options.mesh.empty())
+    throw UsageError("--vtu-output and --picture: expected together with --mesh");
   Stopwatch watch;
   const UpperMatrix k(readMatrix(options.stiffness, options.pattern));
   models::VtuMesh mesh;
@@ -286,6 +294,8 @@ void addDoctor(Program& program) {
       ->type_name("model.vtu");
   command->add_option("--vtu-output", options->output, "Write the motions without stiffness on the mesh")
       ->type_name("FILE");
+  command->add_option("--picture", options->picture, "Draw the motions without stiffness (PNG; needs --mesh)")
+      ->type_name("FILE.png");
   command
       ->add_option("--pattern", options->pattern,
                    "Values of a file without values: ones, laplacian, laplacian+1")

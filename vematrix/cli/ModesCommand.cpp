@@ -3,11 +3,13 @@
 #include <filesystem>
 #include <memory>
 
+#include "ChartPicture.h"
 #include "Commands.h"
 #include "EigenResults.h"
 #include "Examine.h"
 #include "Format.h"
 #include "Input.h"
+#include "MeshPicture.h"
 #include "Program.h"
 #include "Stopwatch.h"
 #include "models/io/FileError.h"
@@ -24,7 +26,7 @@ using SparseMatrix = Eigen::SparseMatrix<double, 0, int>;
 constexpr double pi = 3.14159265358979323846;
 
 struct ModesOptions {
-  std::string stiffness, mass, algorithm = "implicit-copy", mesh, meshOutput;
+  std::string stiffness, mass, algorithm = "implicit-copy", mesh, meshOutput, picture, history;
   EigenOptions eigen;
 };
 
@@ -33,7 +35,8 @@ struct Run {
   si::Status status = si::STATUS_OK;
   int converged = 0, iterations = 0, negative = 0;
   si::SolveTimes times;
-  Eigen::MatrixXd vectors;  ///< the converged columns, or all of them in a pilot run
+  std::vector<double> history;  ///< pairs converged at the beginning of every iteration
+  Eigen::MatrixXd vectors;      ///< the converged columns, or all of them in a pilot run
 };
 
 si::ShiftStrat strategyNamed(const std::string& name) {
@@ -61,16 +64,18 @@ public:
     if (options.eigen.solver.engine != "auto")
       solver.SetEngine(options.eigen.solver.engine == "mkl" ? Vessa::Matrix::EngineMkl
                                                             : Vessa::Matrix::EngineOwn);
+    Run run;
     Stopwatch watch;
     solver.SetProgress([&](const si::SolveProgress& at) {
+      run.history.push_back(at.converged);
       console.progress(fmt::format("iteration {}, {} of {} modes converged, {}", at.iteration, at.converged,
                                    options.eigen.count, seconds(watch.seconds())));
     });
-    Run run;
     run.status = explicitly                        ? solver.solve_exp_orth()
                  : options.algorithm == "implicit" ? solver.solve_imp_orth()
                                                    : solver.solve_imp_orth_copy();
     run.converged = std::min(solver.get_numpairs_converged(), options.eigen.count);
+    run.history.push_back(run.converged);
     run.iterations = solver.opCount()[1];
     run.negative = solver.negative_evals();
     run.times = solver.times();
@@ -147,6 +152,15 @@ std::string writeShapes(const ModesOptions& options, const EigenPairs& pairs) {
   for (Eigen::Index c = 0; c < pairs.vectors.cols(); ++c)
     shapes.push_back(models::displacements(fmt::format("mode {}", c + 1), mesh, pairs.vectors.col(c)));
   models::writeVtu(path, mesh, shapes);
+  if (!options.picture.empty()) {
+    std::vector<Deformation> states;
+    for (Eigen::Index c = 0; c < std::min<Eigen::Index>(9, pairs.vectors.cols()); ++c)
+      states.push_back(
+          {fmt::format("mode {}: {:.4g} Hz", c + 1, std::sqrt(std::max(0.0, pairs.values[c])) / (2.0 * pi)),
+           pairs.vectors.col(c)});
+    drawDeformations(options.picture, mesh, states);
+    path += ", " + options.picture;
+  }
   return path;
 }
 
@@ -156,6 +170,8 @@ Outcome modes(Console& console, const ModesOptions& given) {
   const UpperMatrix k(readMatrix(options.stiffness));
   const UpperMatrix m = readMass(options.mass, k);
   options.eigen.settleFor(k.n());
+  if (!options.picture.empty() && options.mesh.empty())
+    throw UsageError("--picture: expected together with --vtu");
   const bool explicitly = options.algorithm == "explicit";
   if (explicitly && options.eigen.shiftGiven)
     throw UsageError("--shift: expected with the implicit algorithms only");
@@ -260,6 +276,10 @@ Outcome modes(Console& console, const ModesOptions& given) {
     models::writeDenseColumns(options.eigen.output, pairs.vectors);
     console.print("  wrote {}\n", options.eigen.output);
   }
+  if (!options.history.empty()) {
+    drawHistory(options.history, "modes converged", "iteration", run.history);
+    console.print("  wrote {}\n", options.history);
+  }
   if (!options.mesh.empty() && pairs.values.size() > 0)
     console.print("  wrote {}\n", writeShapes(options, pairs));
   outcome.json["ok"] = ok;
@@ -285,6 +305,10 @@ void addModes(Program& program) {
       ->add_option("--vtu,--mesh", options->mesh,
                    "Mesh (from vematrix model): writes the mode shapes beside it")
       ->type_name("model.vtu");
+  command->add_option("--picture", options->picture, "Draw up to nine mode shapes (PNG; needs --vtu)")
+      ->type_name("FILE.png");
+  command->add_option("--history", options->history, "Draw how the modes converged (PNG)")
+      ->type_name("FILE.png");
   command->add_option("--vtu-output", options->meshOutput, "Name of that file")->type_name("FILE");
   options->eigen.addTo(*command);
   program.setRun(command, [options, &program](Console& console) {

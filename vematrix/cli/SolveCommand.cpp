@@ -7,11 +7,14 @@
 #include "Input.h"
 #include "Loads.h"
 #include "MatrixFacts.h"
+#include "MeshPicture.h"
 #include "NullProbe.h"
 #include "Program.h"
 #include "Solver.h"
 #include "Stopwatch.h"
+#include "models/io/FileError.h"
 #include "models/io/MatrixMarketWriter.h"
+#include "models/io/VtuReader.h"
 
 namespace vematrix {
 namespace cli {
@@ -20,7 +23,7 @@ namespace {
 constexpr double largestResidual = 1e-12;
 
 struct SolveOptions {
-  std::string matrix, rhs, output, pattern = "ones";
+  std::string matrix, rhs, output, mesh, picture, meshOutput, pattern = "ones";
   std::vector<std::string> loads;
   SolverChoice solver;
 };
@@ -134,6 +137,42 @@ void writeSolutions(const std::string& path, const std::vector<Solution>& soluti
   models::writeDenseColumns(path, columns);
 }
 
+/// The mesh of the dofs, when one is given. @throws UsageError, FileError
+models::VtuMesh readMesh(const SolveOptions& options, int n) {
+  if (options.mesh.empty()) {
+    if (!options.picture.empty() || !options.meshOutput.empty())
+      throw UsageError("--picture and --vtu-output: expected together with --mesh");
+    return {};
+  }
+  models::VtuMesh mesh = models::readVtu(options.mesh);
+  const int numDofs = mesh.dofs.size() == 0 ? 0 : mesh.dofs.maxCoeff();
+  if (numDofs != n)
+    throw models::FileError(options.mesh,
+                            fmt::format("a mesh with {} dofs, expected {} as the matrix has", numDofs, n));
+  return mesh;
+}
+
+void writeDeformations(Console& console, const SolveOptions& options, const models::VtuMesh& mesh,
+                       const std::vector<LoadCase>& loads, const std::vector<Solution>& solutions) {
+  std::vector<Deformation> states;
+  std::vector<models::PointData> data;
+  for (std::size_t k = 0; k < solutions.size(); ++k) {
+    if (!solutions[k].x.allFinite()) continue;
+    states.push_back(
+        {fmt::format("load {}: {:.3g} at most", loads[k].name, solutions[k].x.lpNorm<Eigen::Infinity>()),
+         solutions[k].x});
+    data.push_back(models::displacements("load " + loads[k].name, mesh, solutions[k].x));
+  }
+  if (!options.picture.empty()) {
+    drawDeformations(options.picture, mesh, states);
+    console.print("  wrote {}\n", options.picture);
+  }
+  if (!options.meshOutput.empty()) {
+    models::writeVtu(options.meshOutput, mesh, data);
+    console.print("  wrote {}\n", options.meshOutput);
+  }
+}
+
 void printFactorisation(Console& console, const Factorisation& factors) {
   if (factors.negative > 0)
     console.print("  {}\n", console.warning(fmt::format("not positive definite: {} negative eigenvalue{}",
@@ -167,6 +206,7 @@ Outcome solve(Console& console, const SolveOptions& options) {
   const MatrixFacts facts(matrix);
   const std::vector<LoadCase> loads = loadCases(matrix.n(), options.rhs, options.loads);
   const SolverChoice choice = options.solver.settledFor(facts);
+  const models::VtuMesh mesh = readMesh(options, matrix.n());
   console.print("{}\n  {} dofs, {} terms in a triangle, read in {}\n", console.bold(options.matrix),
                 count(matrix.n()), count(double(matrix.numTerms())), seconds(readSeconds));
   console.progress("assembling and factorising");
@@ -196,6 +236,8 @@ Outcome solve(Console& console, const SolveOptions& options) {
     writeSolutions(options.output, solutions);
     console.print("  wrote {}\n", options.output);
   }
+  if (!solutions.empty() && !options.mesh.empty())
+    writeDeformations(console, options, mesh, loads, solutions);
 
   Outcome outcome;
   bool ok = factors.usable && factors.trouble.empty();
@@ -242,6 +284,12 @@ void addSolve(Program& program) {
   command->add_option("--load", options->loads, "\"ones\", or DOF=VALUE (may be repeated: one load case)")
       ->type_name("DOF=VALUE");
   command->add_option("-o,--output", options->output, "Write the solutions to FILE (Matrix Market array)")
+      ->type_name("FILE");
+  command->add_option("--mesh,--vtu", options->mesh, "Mesh of the dofs (from vematrix model), for:")
+      ->type_name("model.vtu");
+  command->add_option("--picture", options->picture, "Draw the deformed structure (PNG)")
+      ->type_name("FILE.png");
+  command->add_option("--vtu-output", options->meshOutput, "Write the displacements on the mesh")
       ->type_name("FILE");
   command
       ->add_option("--pattern", options->pattern,

@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "Program.h"
+#include "UtilityCommands.h"
 #include "models/io/OutputFile.h"
 
 namespace {
@@ -24,6 +25,9 @@ int main(int argc, char** argv) {
   vematrix::cli::addEig(program);
   vematrix::cli::addCond(program);
   vematrix::cli::addDoctor(program);
+  vematrix::cli::addInfo(program);
+  vematrix::cli::addBench(program);
+  vematrix::cli::addManual(program);
   vematrix::cli::addModel(program);
   vematrix::cli::addConvert(program);
   return program.run(argc, argv);
