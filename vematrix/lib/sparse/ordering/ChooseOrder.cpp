@@ -49,23 +49,23 @@ ChosenOrder BestCheapOrder(const Graph& graph) {
   return best;
 }
 
-/// More tries of nested dissection, as long as seeds differ and the factorisation saved may pay for them.
+/// More tries of nested dissection, as long as seeds differ and they take less than a twelfth of the
+/// predicted factorisation.
 void TryMoreDissections(const Graph& graph, ChosenOrder& best) {
   const double degree = static_cast<double>(graph.neighbour.size()) / graph.n;
   if (degree > 12.0) return;  // continuum meshes: tries differ by less than 1 %
-  const DissectionSettings tries[] = {{2, 4, 20}, {3, 1, 10}, {4, 4, 20}, {5, 1, 10}, {6, 4, 20}, {7, 1, 10}};
-  double lowest = best.cost.operations, highest = lowest;
-  int count = 0;
+  const DissectionSettings tries[] = {{2, 1, 10}, {3, 4, 20}, {4, 1, 10}, {5, 4, 20}, {6, 1, 10}, {7, 4, 20}};
+  double lowest = best.cost.operations, highest = lowest, spent = 0.0;
   for (const DissectionSettings& settings : tries) {
-    if (best.cost.operations / kOperationsPerSecond < 8.0 * DissectionSeconds(graph)) return;
-    if (count >= 1 && highest < 1.05 * lowest) return;
+    spent += DissectionSeconds(graph) * (settings.separators > 1 ? 2.3 : 1.0);
+    if (12.0 * spent > best.cost.operations / kOperationsPerSecond) return;
+    if (settings.seed > 2 && highest < 1.05 * lowest) return;
     std::vector<int> order;
     ChosenOrder candidate;
     if (!OrderByNestedDissection(graph, settings, order)) return;
     Consider(graph, order, "nested dissection, seed " + std::to_string(settings.seed), candidate);
     lowest = std::min(lowest, candidate.cost.operations);
     highest = std::max(highest, candidate.cost.operations);
-    ++count;
     if (candidate.cost.operations < best.cost.operations) best = std::move(candidate);
   }
 }
