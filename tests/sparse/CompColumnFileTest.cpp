@@ -69,7 +69,7 @@ std::vector<unsigned char> Image(CCompColumn& m) {
 
 bool ReadBytes(CCompColumn& m, const std::vector<unsigned char>& bytes) {
   OpenFile file;
-  std::fwrite(bytes.data(), 1, bytes.size(), file.Get());
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), file.Get());
   return m.Read(file.Get());
 }
 
