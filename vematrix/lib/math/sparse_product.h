@@ -9,9 +9,9 @@ namespace Vessa {
 namespace Matrix {
 namespace math {
 
-/// The arrays of a column-compressed matrix: column c occupies positions [start[c], end[c]) of row and value; start has n + 1
-/// entries, the last one the room taken.
-/// In Eigen's uncompressed mode the columns have gaps, end[c] ≤ start[c + 1].
+/// The arrays of a column-compressed matrix: column c occupies positions [start[c], end[c]) of row and value;
+/// start has n + 1 entries, the last one the room taken. In Eigen's uncompressed mode the columns have gaps,
+/// end[c] ≤ start[c + 1].
 struct LowerCsc {
   int n;
   const int* start;
