@@ -31,7 +31,7 @@ Estimates estimate(const UpperMatrix& matrix, const SolverChoice& choice, bool b
     throw NoResult("the matrix is singular: no stiffness left at dofs " + dofList(solver.suppressed()));
   if (code == -5) code = solver.reduce(Vessa::Matrix::OptSturm);
   if (code != 0) throw NoResult("the matrix cannot be factorised: " + describeCode(code));
-  if (balanced && NullProbe(matrix, solver).reciprocal < NullProbe::singular)
+  if (balanced && NullProbe(matrix, solver).isSingular())
     throw NoResult("the matrix is singular to working precision: vematrix doctor says where");
   Estimates result;
   result.customary = solver.matrix().CondEst();

@@ -21,7 +21,7 @@ Definiteness examine(const UpperMatrix& k, const SolverChoice& choice) {
     if (code != 0) throw NoResult("the matrix cannot be factorised: " + describeCode(code));
   }
   support.negative = std::max(0, solver.numNegative());
-  support.singular = NullProbe(k, solver).reciprocal < NullProbe::singular;
+  support.singular = NullProbe(k, solver).isSingular();
   support.positiveDefinite = support.positiveDefinite && support.negative == 0 && !support.singular;
   return support;
 }

@@ -42,6 +42,7 @@ std::vector<int> largestComponents(const Eigen::VectorXd& v, int count) {
 
 NullProbe::NullProbe(const UpperMatrix& matrix, Solver& solver) {
   const int n = matrix.n();
+  if (solver.mayRaisePivots()) limit = singularWithRaisedPivots;
   const UpperMatrix scaled = matrix.scaled(solver.scale());
   const double norm = MatrixFacts(scaled).normInf;
   Eigen::VectorXd y = startVector(n);

@@ -52,7 +52,7 @@ RegularRest reduceToRegular(const UpperMatrix& balanced, const SolverChoice& cho
     if (found.empty() && code != 0) throw NoResult("the matrix cannot be factorised: " + describeCode(code));
     if (found.empty()) {
       const NullProbe probe(*rest.matrix, *rest.solver);
-      if (probe.reciprocal >= NullProbe::singular) return rest;
+      if (!probe.isSingular()) return rest;
       found = {probe.movers.front()};
     }
     merge(dofs, mapped(found, rest.kept));
@@ -140,8 +140,9 @@ CureProof proveCure(const UpperMatrix& matrix, const std::vector<int>& restraine
   proof.positiveDefinite = code == 0 && solver.numNegative() <= 0;
   if (code == -5) code = solver.reduce(Vessa::Matrix::OptSturm);
   if (code != 0) return proof;
-  proof.reciprocal = NullProbe(rest, solver).reciprocal;
-  proof.regular = proof.reciprocal >= NullProbe::singular;
+  const NullProbe probe(rest, solver);
+  proof.reciprocal = probe.reciprocal;
+  proof.regular = !probe.isSingular();
   return proof;
 }
 

@@ -57,7 +57,7 @@ void probeSingularity(const UpperMatrix& matrix, Solver& solver, Factorisation& 
   const NullProbe probe(matrix, solver);
   result.reciprocal = probe.reciprocal;
   result.digits = probe.digits();
-  if (probe.reciprocal >= NullProbe::singular) return;
+  if (!probe.isSingular()) return;
   result.movers = probe.movers;
   result.trouble = singularText(probe);
 }

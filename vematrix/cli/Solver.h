@@ -55,6 +55,10 @@ public:
   /// The solution matrix itself, for what is asked of it alone (condition estimates).
   Vessa::Matrix::CSolnMatrix& matrix() { return m_matrix; }
 
+  /// Whether the last reduction raised pivots that were too small, as sparse solvers do with indefinite
+  /// matrices (to 1e-13 of the norm): a singular matrix then looks regular, with a condition of about 1e13.
+  bool mayRaisePivots() const { return m_sturm && m_method == Vessa::Matrix::SolPardiso; }
+
   const Eigen::VectorXd& scale() const { return m_scale; }
   const PhaseSeconds& seconds() const { return m_seconds; }
   /// Messages of the engines, in order.
