@@ -11,6 +11,7 @@ namespace {
 
 using namespace vematrix::models;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST(VtuReader, ReadsBackEveryModelToTheBit) {
   const test_support::TempFolder folder;
@@ -63,6 +64,22 @@ TEST_F(DamagedVtu, IsRefusedInOneLine) {
   EXPECT_THAT(with("2\n4\n", "4\n2\n"), HasSubstr("offsets fall"));
   EXPECT_THAT(with("3\n3\n", "3\n"), HasSubstr("as many types"));
   EXPECT_THAT(with("0 0 0", "0 nan 0"), HasSubstr("found \"nan\""));
+}
+
+TEST_F(DamagedVtu, PointsWithoutAnArrayAreRefused) {
+  const std::size_t from = m_good.find("<Points>") + 8;
+  const std::string text = m_good.substr(0, from) + m_good.substr(m_good.find("</Points>"));
+
+  EXPECT_THAT(messageOf(text), HasSubstr("has no array of points"));
+}
+
+TEST_F(DamagedVtu, TextOfTheFileCannotBreakTheMessage) {
+  for (const std::string& message :
+       {with("format=\"ascii\"", "format=\"as\ncii\""), with("NumberOfPoints=\"3\"", "NumberOfPoints=\"\n\""),
+        with("0 0 0", "0 \x01 0")}) {
+    EXPECT_NE(message, "");
+    EXPECT_THAT(message, Not(testing::ContainsRegex("[[:cntrl:]]")));
+  }
 }
 
 TEST_F(DamagedVtu, CutAnywhereIsRefusedUpToItsLastTags) {

@@ -67,7 +67,8 @@ public:
 
   std::vector<double> numbers(std::string_view array) const {
     const std::string format = attribute(array, "format");
-    if (format != "ascii") fail(array, "array in format \"" + format + "\", expected \"ascii\"");
+    if (format != "ascii")
+      fail(array, "array in format \"" + TextCursor::printable(format) + "\", expected \"ascii\"");
     const std::size_t from = tag(array).size();
     TextCursor cursor(array.substr(from, array.rfind('<') - from));
     std::vector<double> values;
@@ -122,22 +123,28 @@ void takeCells(const XmlText& xml, std::string_view piece, VtuMesh& mesh) {
 
 }  // namespace
 
-VtuMesh readVtu(const std::string& path) {
-  const XmlText xml(path, readFileText(path));
+VtuMesh parseVtu(const std::string& path, const std::string& text) {
+  const XmlText xml(path, text);
   const std::string_view grid = xml.required(xml.all(), "UnstructuredGrid");
   const std::string_view piece = xml.required(grid, "Piece");
   const std::string_view points = xml.required(piece, "Points");
-  const std::vector<double> coordinates = xml.numbers(xml.dataArray(points, ""));
-  if (coordinates.size() % 3 != 0 ||
-      std::to_string(coordinates.size() / 3) != XmlText::attribute(piece, "NumberOfPoints"))
+  const std::string_view array = xml.dataArray(points, "");
+  if (array.empty()) xml.fail(points, "has no array of points");
+  const std::vector<double> coordinates = xml.numbers(array);
+  const std::string count = XmlText::attribute(piece, "NumberOfPoints");
+  if (coordinates.size() % 3 != 0 || std::to_string(coordinates.size() / 3) != count)
     xml.fail(points, std::to_string(coordinates.size()) + " coordinates, expected three for each of " +
-                         XmlText::attribute(piece, "NumberOfPoints") + " points");
+                         TextCursor::printable(count) + " points");
   VtuMesh mesh;
   mesh.points =
       Eigen::Map<const Eigen::Matrix3Xd>(coordinates.data(), 3, Eigen::Index(coordinates.size() / 3));
   takeCells(xml, piece, mesh);
   takeDofs(xml, piece, mesh);
   return mesh;
+}
+
+VtuMesh readVtu(const std::string& path) {
+  return parseVtu(path, readFileText(path));
 }
 
 }  // namespace models

@@ -13,5 +13,8 @@ namespace models {
 ///   is cut short, or contradicts itself (indices of points that do not exist, wrong lengths)
 VtuMesh readVtu(const std::string& path);
 
+/// The same for a text already in memory; `path` serves the messages.
+VtuMesh parseVtu(const std::string& path, const std::string& text);
+
 }  // namespace models
 }  // namespace vematrix
