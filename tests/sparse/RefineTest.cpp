@@ -65,6 +65,20 @@ TEST(Refinement, TakesNoMoreStepsThanAllowed) {
   EXPECT_LT(error[2], 1e-2 * error[1]);
 }
 
+TEST(Refinement, WithoutStepsIsThePlainSolutionAndDoesNotReadTheMatrix) {
+  const LowerColumns a = Random(100, 0.05, true, 7);
+  const SymmetricLdlt solver = NearFactor(a, 1e-6);
+  const std::vector<double> b = Columns(a.n, 9);
+  std::vector<double> plain = b, x(b.size());
+  solver.Solve(plain.data(), 9, a.n);
+  int steps = -1;
+
+  ASSERT_EQ(solver.SolveRefined(nullptr, b.data(), x.data(), 9, a.n, 0, 1, &steps), LdltStatus::Ok);
+
+  EXPECT_EQ(steps, 0);
+  EXPECT_EQ(x, plain);
+}
+
 TEST(Refinement, AZeroOrSpoiltColumnDoesNotDisturbItsNeighbours) {
   const LowerColumns a = Random(120, 0.05, true, 3);
   const SymmetricLdlt solver = NearFactor(a, 1e-6);

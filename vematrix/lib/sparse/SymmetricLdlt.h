@@ -47,7 +47,7 @@ public:
   /// Solves A·X = B and improves X by at most maxSteps steps of iterative refinement.
   ///
   /// A step r = b − A·x, x += A⁻¹·r is kept while it halves ‖r‖∞; the last step that does not is undone.
-  /// @param value  the values of A in the pattern of Analyse
+  /// @param value  the values of A in the pattern of Analyse; not read, and no residual formed, without steps
   /// @param b, x   numRhs columns each, columns ld apart; b is only read, and must not overlap x
   /// @param steps  receives, when given, the number of steps kept (the most over the columns)
   LdltStatus SolveRefined(const double* value, const double* b, double* x, int numRhs, std::ptrdiff_t ld,

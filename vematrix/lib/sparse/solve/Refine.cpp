@@ -172,7 +172,7 @@ private:
 int RefineSolutions(const LdltFactor& factor, const double* value, const double* b, double* x, int numRhs,
                     std::ptrdiff_t ld, int maxSteps, int threads) {
   int most = 0;
-  if (factor.analysis->n == 0) return most;
+  if (factor.analysis->n == 0 || maxSteps <= 0) return most;
   for (int c = 0; c < numRhs; c += kGroup) {
     Refinement group(factor, value, b + c * ld, x + c * ld, std::min(kGroup, numRhs - c), ld, threads);
     most = std::max(most, group.Run(maxSteps));
