@@ -7,6 +7,7 @@
 #include <Eigen/Core>
 #include <Eigen/SparseCore>
 
+#include "math/SparseProductKernels.h"
 #include "math/sparse_product.h"
 
 namespace {
@@ -104,8 +105,78 @@ TEST_P(SymProductColumns, EveryKernelMatchesTheDenseProduct) {
     expectProduct(A, X, Y);
   }
 }
+
+/// Nodes of `dofs` dofs each, coupled at random, some of their terms missing: columns with the same rows
+/// stand beside such that differ by one entry.
+Sparse nodalLower(int nodes, int dofs, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<double> value(-1.0, 1.0), chance(0.0, 1.0);
+  std::vector<Eigen::Triplet<double, int>> terms;
+  for (int a = 0; a < nodes; ++a) {
+    for (int b = a; b < nodes; ++b) {
+      if (b != a && chance(engine) > 0.2) continue;
+      const bool gaps = chance(engine) < 0.1;
+      for (int i = 0; i < dofs; ++i)
+        for (int j = 0; j < dofs; ++j)
+          if (b * dofs + j >= a * dofs + i && !(gaps && chance(engine) < 0.5))
+            terms.emplace_back(b * dofs + j, a * dofs + i, value(engine));
+    }
+  }
+  Sparse A(nodes * dofs, nodes * dofs);
+  A.setFromTriplets(terms.begin(), terms.end());
+  return A;
+}
+
+TEST_P(SymProductColumns, EveryKernelMatchesTheDenseProductOnNodesWithSeveralDofs) {
+  const int columns = GetParam();
+  for (int dofs : {1, 2, 3, 4, 6}) {
+    for (unsigned seed : {1u, 2u, 3u}) {
+      const Sparse A = nodalLower(25, dofs, seed);
+      const int n = int(A.cols());
+      const MatrixXd X = randomBlock(n, columns, 3);
+      for (int level = 0; level <= int(math::simdLevel()); ++level) {
+        MatrixXd Y = MatrixXd::Constant(n, columns, 9.0);
+        math::symProductOwn(math::SimdLevel(level), arrays(A), columns, X.data(), n, Y.data(), n);
+        expectProduct(A, X, Y);
+      }
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(AroundThePanels, SymProductColumns,
-                         ::testing::Values(1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 17));
+                         ::testing::Values(1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 20, 24, 25, 29, 33, 48));
+
+/// Column by column the rows given, values 1, as the arrays of a matrix.
+struct Pattern {
+  explicit Pattern(const std::vector<std::vector<int>>& columns) {
+    start.push_back(0);
+    for (const std::vector<int>& rows : columns) {
+      row.insert(row.end(), rows.begin(), rows.end());
+      start.push_back(int(row.size()));
+    }
+    value.assign(row.size(), 1.0);
+  }
+  math::LowerCsc arrays() const {
+    return {int(start.size()) - 1, start.data(), start.data() + 1, row.data(), value.data()};
+  }
+  std::vector<int> start, row;
+  std::vector<double> value;
+};
+
+TEST(ColumnGroups, AreColumnsWithTheSameRowsBelowTheirDiagonalBlock) {
+  using Groups = std::vector<int>;
+  const auto groupsOf = [](const std::vector<std::vector<int>>& columns) {
+    return math::columnGroups(Pattern(columns).arrays());
+  };
+
+  EXPECT_EQ(groupsOf({}), Groups());
+  EXPECT_EQ(groupsOf({{0, 1, 2, 4}, {1, 2, 4}, {2, 4}, {3, 4}, {4}}), Groups({3, 2}));
+  EXPECT_EQ(groupsOf({{0, 1, 2, 3}, {1, 2, 3}, {2, 3}, {3}}), Groups({3, 1})) << "three at most";
+  EXPECT_EQ(groupsOf({{0, 1, 3}, {1, 2}, {2, 3}, {3}}), Groups({1, 1, 2})) << "another row, as many of them";
+  EXPECT_EQ(groupsOf({{1, 2}, {1, 2}, {2}}), Groups({1, 2})) << "no diagonal entry";
+  EXPECT_EQ(groupsOf({{}, {}, {2}}), Groups({1, 1, 1})) << "empty columns";
+  EXPECT_EQ(groupsOf({{0}, {1, 2, 0}, {2, 0}}), Groups({1, 1, 1})) << "entries above the diagonal";
+}
 
 TEST(SymProduct, EntriesAboveTheDiagonalAreNotRead) {
   const Sparse A = randomLower(40, 0.2, 1, true);

@@ -1,5 +1,6 @@
 #include "../math/SparseProductKernels.h"
 
+#include <algorithm>
 #include <cstddef>
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -37,6 +38,34 @@ void panel4Baseline(const LowerCsc& A, const double* X, double* Y) {
 }
 void panel8Baseline(const LowerCsc& A, const double* X, double* Y) {
   panelBaseline<8>(A, X, Y);
+}
+
+namespace {
+
+constexpr int kLargestGroup = 3;
+
+/// Whether column c + g holds the rows of column c from its g-th on.
+bool continues(const LowerCsc& A, int c, int g) {
+  const int length = A.end[c] - A.start[c] - g;
+  if (c + g >= A.n || length <= 0 || A.end[c + g] - A.start[c + g] != length) return false;
+  const int* rows = A.row + A.start[c] + g;
+  return rows[0] == c + g && std::equal(rows, rows + length, A.row + A.start[c + g]);
+}
+
+}  // namespace
+
+std::vector<int> columnGroups(const LowerCsc& A) {
+  std::vector<int> groups;
+  groups.reserve(std::size_t(A.n));
+  for (int c = 0; c < A.n; c += groups.back()) {
+    int size = 1;
+    const bool startsOnDiagonal = A.end[c] > A.start[c] && A.row[A.start[c]] == c;
+    while (startsOnDiagonal && size < kLargestGroup && continues(A, c, size)) ++size;
+    const auto above = [c, size](int r) { return r < c + size; };
+    if (size > 1 && std::any_of(A.row + A.start[c] + size, A.row + A.end[c], above)) size = 1;
+    groups.push_back(size);
+  }
+  return groups;
 }
 
 #if defined(__x86_64__)
@@ -89,23 +118,6 @@ __attribute__((target("avx2,fma"))) void panel8Avx2(const LowerCsc& A, const dou
   }
 }
 
-__attribute__((target("avx512f"))) void panel8Avx512(const LowerCsc& A, const double* X, double* Y) {
-  for (int c = 0; c < A.n; ++c) {
-    const __m512d xc = _mm512_loadu_pd(X + std::size_t(c) * 8);
-    __m512d sum = _mm512_loadu_pd(Y + std::size_t(c) * 8);
-    for (int k = A.start[c]; k < A.end[c]; ++k) {
-      const int r = A.row[k];
-      if (r < c) continue;
-      const __m512d a = _mm512_set1_pd(A.value[k]);
-      sum = _mm512_fmadd_pd(a, _mm512_loadu_pd(X + std::size_t(r) * 8), sum);
-      if (r == c) continue;
-      double* yr = Y + std::size_t(r) * 8;
-      _mm512_storeu_pd(yr, _mm512_fmadd_pd(a, xc, _mm512_loadu_pd(yr)));
-    }
-    _mm512_storeu_pd(Y + std::size_t(c) * 8, sum);
-  }
-}
-
 #else
 
 SimdLevel simdLevel() {
@@ -117,9 +129,7 @@ void panel4Avx2(const LowerCsc& A, const double* X, double* Y) {
 void panel8Avx2(const LowerCsc& A, const double* X, double* Y) {
   panelBaseline<8>(A, X, Y);
 }
-void panel8Avx512(const LowerCsc& A, const double* X, double* Y) {
-  panelBaseline<8>(A, X, Y);
-}
+void panelAvx512(const LowerCsc&, const std::vector<int>&, int, const double*, double*) {}  // never called
 
 #endif
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <vector>
 #include "../math/sparse_product.h"
 
 namespace Vessa {
@@ -12,7 +13,13 @@ void panel4Baseline(const LowerCsc& A, const double* X, double* Y);
 void panel8Baseline(const LowerCsc& A, const double* X, double* Y);
 void panel4Avx2(const LowerCsc& A, const double* X, double* Y);
 void panel8Avx2(const LowerCsc& A, const double* X, double* Y);
-void panel8Avx512(const LowerCsc& A, const double* X, double* Y);
+
+/// Sizes (1 to 3) of the groups into which the columns fall, from the left: the columns of a group hold the
+/// same rows below their common diagonal block, as the dofs of a node do, and nothing above the diagonal.
+std::vector<int> columnGroups(const LowerCsc& A);
+
+/// The same for panels of 8·vectors columns (vectors 1 to 3), both 64-byte aligned; groups as above.
+void panelAvx512(const LowerCsc& A, const std::vector<int>& groups, int vectors, const double* X, double* Y);
 
 }  // namespace math
 }  // namespace Matrix

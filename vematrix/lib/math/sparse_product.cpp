@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "../math/SparseProductKernels.h"
@@ -16,7 +17,9 @@ namespace Matrix {
 namespace math {
 namespace {
 
-constexpr int kPanel = 8;  // columns that one pass over the matrix serves
+constexpr int kPanel = 8;        // columns of a panel, or of one vector of a wide one
+constexpr int kWidestPanel = 3;  // vectors
+constexpr int kNarrowPanel = 4;  // columns of the panel for the last few
 
 LowerCsc arraysOf(const Eigen::SparseMatrix<double, 0, int>& A, std::vector<int>& ends) {
   const int n = int(A.cols());
@@ -37,35 +40,47 @@ void mklSymProduct(const Eigen::SparseMatrix<double, 0, int>& A, const double* x
 #pragma GCC diagnostic pop
 #endif
 
+constexpr int kSlab = 64;  // rows that are packed while they stay in the nearest cache
+
 /// The panel kernels want a row's vector entries side by side: panel(r, j) = X(r, j), zero beyond the last
 /// column.
 void packPanel(int n, int columns, int width, const double* X, int ldx, double* panel) {
-  if (columns < width) std::fill(panel, panel + std::size_t(n) * width, 0.0);
-  for (int j = 0; j < columns; ++j) {
-    const double* x = X + std::ptrdiff_t(j) * ldx;
-    for (int r = 0; r < n; ++r) panel[std::size_t(r) * width + j] = x[r];
+  for (int first = 0; first < n; first += kSlab) {
+    const int end = std::min(n, first + kSlab);
+    double* slab = panel + std::size_t(first) * width;
+    if (columns < width) std::fill(slab, panel + std::size_t(end) * width, 0.0);
+    for (int j = 0; j < columns; ++j) {
+      const double* x = X + std::ptrdiff_t(j) * ldx;
+      for (int r = first; r < end; ++r) slab[std::size_t(r - first) * width + j] = x[r];
+    }
   }
 }
 
 void unpackPanel(int n, int columns, int width, const double* panel, double* Y, int ldy) {
-  for (int j = 0; j < columns; ++j) {
-    double* y = Y + std::ptrdiff_t(j) * ldy;
-    for (int r = 0; r < n; ++r) y[r] = panel[std::size_t(r) * width + j];
+  for (int first = 0; first < n; first += kSlab) {
+    const int end = std::min(n, first + kSlab);
+    const double* slab = panel + std::size_t(first) * width;
+    for (int j = 0; j < columns; ++j) {
+      double* y = Y + std::ptrdiff_t(j) * ldy;
+      for (int r = first; r < end; ++r) y[r] = slab[std::size_t(r - first) * width + j];
+    }
   }
 }
 
-using PanelKernel = void (*)(const LowerCsc& A, const double* X, double* Y);
+/// Y += A·X for a panel of the given width; groups are needed by the widest instruction set only.
+void multiplyPanel(SimdLevel level, const LowerCsc& A, const std::vector<int>& groups, int width,
+                   const double* X, double* Y) {
+  if (width == kNarrowPanel)
+    return level == SimdLevel::Baseline ? panel4Baseline(A, X, Y) : panel4Avx2(A, X, Y);
+  if (level == SimdLevel::Avx512) return panelAvx512(A, groups, width / kPanel, X, Y);
+  return level == SimdLevel::Avx2 ? panel8Avx2(A, X, Y) : panel8Baseline(A, X, Y);
+}
 
-PanelKernel panelKernel(SimdLevel level, int width) {
-  const bool wide = width == kPanel;
-  switch (level) {
-    case SimdLevel::Avx512:
-      return wide ? panel8Avx512 : panel4Avx2;
-    case SimdLevel::Avx2:
-      return wide ? panel8Avx2 : panel4Avx2;
-    default:
-      return wide ? panel8Baseline : panel4Baseline;
-  }
+/// Width of the panel for the next `columns` columns: all of them, up to the widest there is.
+int panelWidth(SimdLevel level, int columns) {
+  if (columns <= kNarrowPanel) return kNarrowPanel;
+  const int vectors = (columns + kPanel - 1) / kPanel;
+  return level == SimdLevel::Avx512 ? std::min(vectors, kWidestPanel) * kPanel : kPanel;
 }
 
 }  // namespace
@@ -132,40 +147,72 @@ void symProductOwn(const LowerCsc& A, const double* x, double* y) {
 
 namespace {
 
+/// Uninitialised doubles, 64-byte aligned, from the heap: memory that the next product gets again without the
+/// system having to clear it.
+class Scratch {
+public:
+  explicit Scratch(std::size_t count) : m_memory(new double[count + kLine]) {
+    std::size_t room = (count + kLine) * sizeof(double);
+    void* at = m_memory.get();
+    m_data = static_cast<double*>(std::align(kLine * sizeof(double), count * sizeof(double), at, room));
+  }
+  double* Data() { return m_data; }
+
+private:
+  static constexpr std::size_t kLine = 8;  // doubles of a cache line
+  std::unique_ptr<double[]> m_memory;
+  double* m_data;
+};
+
+/// One thread's part: panel after panel.
+void multiplyPanels(SimdLevel level, const LowerCsc& A, const std::vector<int>& groups, int columns,
+                    const double* X, int ldx, double* Y, int ldy) {
+  const std::size_t size = std::size_t(A.n) * panelWidth(level, columns);
+  Scratch x(size), y(size);
+  for (int first = 0; first < columns;) {
+    const int width = panelWidth(level, columns - first), count = std::min(width, columns - first);
+    packPanel(A.n, count, width, X + std::ptrdiff_t(first) * ldx, ldx, x.Data());
+    std::fill_n(y.Data(), std::size_t(A.n) * width, 0.0);
+    multiplyPanel(level, A, groups, width, x.Data(), y.Data());
+    unpackPanel(A.n, count, width, y.Data(), Y + std::ptrdiff_t(first) * ldy, ldy);
+    first += count;
+  }
+}
+
 /// Halves the columns, in whole panels, as long as there are threads for the halves.
-void symProductThreads(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx,
-                       double* Y, int ldy) {
+void multiplyOnThreads(int threads, SimdLevel level, const LowerCsc& A, const std::vector<int>& groups,
+                       int columns, const double* X, int ldx, double* Y, int ldy) {
   const int first = (columns / kPanel + 1) / 2 * kPanel;
   if (threads < 2 || first >= columns) {
-    symProductOwn(level, A, columns, X, ldx, Y, ldy);
+    multiplyPanels(level, A, groups, columns, X, ldx, Y, ldy);
     return;
   }
   invokeBoth(
-      std::size_t(A.start[A.n]), [&] { symProductThreads(threads / 2, level, A, first, X, ldx, Y, ldy); },
+      std::size_t(A.start[A.n]),
+      [&] { multiplyOnThreads(threads / 2, level, A, groups, first, X, ldx, Y, ldy); },
       [&] {
-        symProductThreads(threads - threads / 2, level, A, columns - first, X + std::ptrdiff_t(first) * ldx,
-                          ldx, Y + std::ptrdiff_t(first) * ldy, ldy);
+        multiplyOnThreads(threads - threads / 2, level, A, groups, columns - first,
+                          X + std::ptrdiff_t(first) * ldx, ldx, Y + std::ptrdiff_t(first) * ldy, ldy);
       });
+}
+
+void multiply(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx,
+              double* Y, int ldy) {
+  if (A.n <= 0 || columns <= 0) return;
+  const bool wide = level == SimdLevel::Avx512 && columns > kNarrowPanel;
+  const std::vector<int> groups = wide ? columnGroups(A) : std::vector<int>();
+  multiplyOnThreads(threads, level, A, groups, columns, X, ldx, Y, ldy);
 }
 
 }  // namespace
 
 void symProductOwn(const LowerCsc& A, int columns, const double* X, int ldx, double* Y, int ldy) {
-  if (A.n > 0) symProductThreads(GetMaxThreads(), simdLevel(), A, columns, X, ldx, Y, ldy);
+  multiply(GetMaxThreads(), simdLevel(), A, columns, X, ldx, Y, ldy);
 }
 
 void symProductOwn(SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx, double* Y,
                    int ldy) {
-  std::vector<double> x, y;
-  for (int first = 0; first < columns; first += kPanel) {
-    const int count = std::min(kPanel, columns - first);
-    const int width = count <= kPanel / 2 ? kPanel / 2 : kPanel;
-    x.resize(std::size_t(A.n) * width);
-    y.assign(std::size_t(A.n) * width, 0.0);
-    packPanel(A.n, count, width, X + std::ptrdiff_t(first) * ldx, ldx, x.data());
-    panelKernel(level, width)(A, x.data(), y.data());
-    unpackPanel(A.n, count, width, y.data(), Y + std::ptrdiff_t(first) * ldy, ldy);
-  }
+  multiply(1, level, A, columns, X, ldx, Y, ldy);
 }
 
 }  // namespace math

@@ -25,7 +25,7 @@ struct LowerCsc {
 void symProduct(const Eigen::SparseMatrix<double, 0, int>& A, const double* x, double* y);
 
 /// Y ← A·X for n × columns blocks, column-major with leading dimensions ldx and ldy (≥ n); no overlap.
-/// One pass over the matrix serves eight columns. Work: 2·columns multiply-adds per stored strictly lower
+/// One pass over the matrix serves up to 24 columns. Work: 2·columns multiply-adds per stored strictly lower
 /// entry.
 void symProduct(const Eigen::SparseMatrix<double, 0, int>& A, int columns, const double* X, int ldx,
                 double* Y, int ldy);

@@ -52,9 +52,10 @@ double PivotThreshold(const SymmetricArrays& matrix) {
 // The library's own sparse LDLᵀ behind the seam.
 class OwnEngine : public DirectEngine {
 public:
-  int Analyse(const SymmetricArrays& matrix, const EngineCall&) override {
-    return Guarded(
-        [&] { return m_ldlt.Analyse(matrix.n, matrix.start, matrix.index, sparse::Triangle::Lower); });
+  int Analyse(const SymmetricArrays& matrix, const EngineCall& call) override {
+    return Guarded([&] {
+      return m_ldlt.Analyse(matrix.n, matrix.start, matrix.index, sparse::Triangle::Lower, Threads(call));
+    });
   }
 
   int Factorise(const SymmetricArrays& matrix, const EngineCall& call) override {
