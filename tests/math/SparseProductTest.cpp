@@ -146,6 +146,24 @@ TEST_P(SymProductColumns, EveryKernelMatchesTheDenseProductOnNodesWithSeveralDof
 INSTANTIATE_TEST_SUITE_P(AroundThePanels, SymProductColumns,
                          ::testing::Values(1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 20, 24, 25, 29, 33, 48));
 
+TEST(SymProduct, LargeMatricesMatchTheReference) {
+  Sparse A(90000, 90000);
+  std::vector<Eigen::Triplet<double, int>> terms;
+  for (int c = 0; c < 90000; ++c)  // nodes of three dofs, each coupled to the eight that follow
+    for (int r = c; r < std::min(90000, c / 3 * 3 + 27); ++r) terms.emplace_back(r, c, 1.0 / (1 + r + c % 7));
+  A.setFromTriplets(terms.begin(), terms.end());
+  ASSERT_GT(A.nonZeros(), 2000000) << "large enough for the widest panels";
+  for (int columns : {5, 20, 27}) {
+    const MatrixXd X = randomBlock(90000, columns, 3);
+    MatrixXd Y, expected(90000, columns);
+
+    math::symProduct(A, X, Y);
+
+    math::symProductReference(arrays(A), columns, X.data(), 90000, expected.data(), 90000);
+    EXPECT_LT((Y - expected).cwiseAbs().maxCoeff(), 1e-12);
+  }
+}
+
 /// Column by column the rows given, values 1, as the arrays of a matrix.
 struct Pattern {
   explicit Pattern(const std::vector<std::vector<int>>& columns) {

@@ -17,9 +17,10 @@ namespace Matrix {
 namespace math {
 namespace {
 
-constexpr int kPanel = 8;        // columns of a panel, or of one vector of a wide one
-constexpr int kWidestPanel = 3;  // vectors
-constexpr int kNarrowPanel = 4;  // columns of the panel for the last few
+constexpr int kPanel = 8;              // columns of a panel, or of one vector of a wide one
+constexpr int kWidestPanel = 3;        // vectors
+constexpr int kNarrowPanel = 4;        // columns of the panel for the last few
+constexpr int kCachedTerms = 2000000;  // stored terms that the last-level cache keeps beside the panels
 
 LowerCsc arraysOf(const Eigen::SparseMatrix<double, 0, int>& A, std::vector<int>& ends) {
   const int n = int(A.cols());
@@ -76,11 +77,13 @@ void multiplyPanel(SimdLevel level, const LowerCsc& A, const std::vector<int>& g
   return level == SimdLevel::Avx2 ? panel8Avx2(A, X, Y) : panel8Baseline(A, X, Y);
 }
 
-/// Width of the panel for the next `columns` columns: all of them, up to the widest there is.
-int panelWidth(SimdLevel level, int columns) {
-  if (columns <= kNarrowPanel) return kNarrowPanel;
-  const int vectors = (columns + kPanel - 1) / kPanel;
-  return level == SimdLevel::Avx512 ? std::min(vectors, kWidestPanel) * kPanel : kPanel;
+/// Width of the panel for the next `columns` columns. A matrix that stays in the caches is passed once for
+/// every eight, because the panels stay there too; one that does not, as seldom as possible.
+int panelWidth(SimdLevel level, const LowerCsc& A, int columns) {
+  const bool grouped = level == SimdLevel::Avx512;
+  if (columns <= (grouped ? kNarrowPanel / 2 : kNarrowPanel)) return kNarrowPanel;
+  const bool wide = grouped && A.start[A.n] > kCachedTerms;
+  return wide ? std::min((columns + kPanel - 1) / kPanel, kWidestPanel) * kPanel : kPanel;
 }
 
 }  // namespace
@@ -167,10 +170,10 @@ private:
 /// One thread's part: panel after panel.
 void multiplyPanels(SimdLevel level, const LowerCsc& A, const std::vector<int>& groups, int columns,
                     const double* X, int ldx, double* Y, int ldy) {
-  const std::size_t size = std::size_t(A.n) * panelWidth(level, columns);
+  const std::size_t size = std::size_t(A.n) * panelWidth(level, A, columns);
   Scratch x(size), y(size);
   for (int first = 0; first < columns;) {
-    const int width = panelWidth(level, columns - first), count = std::min(width, columns - first);
+    const int width = panelWidth(level, A, columns - first), count = std::min(width, columns - first);
     packPanel(A.n, count, width, X + std::ptrdiff_t(first) * ldx, ldx, x.Data());
     std::fill_n(y.Data(), std::size_t(A.n) * width, 0.0);
     multiplyPanel(level, A, groups, width, x.Data(), y.Data());
@@ -199,8 +202,8 @@ void multiplyOnThreads(int threads, SimdLevel level, const LowerCsc& A, const st
 void multiply(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx,
               double* Y, int ldy) {
   if (A.n <= 0 || columns <= 0) return;
-  const bool wide = level == SimdLevel::Avx512 && columns > kNarrowPanel;
-  const std::vector<int> groups = wide ? columnGroups(A) : std::vector<int>();
+  const bool grouped = level == SimdLevel::Avx512;
+  const std::vector<int> groups = grouped ? columnGroups(A) : std::vector<int>();
   multiplyOnThreads(threads, level, A, groups, columns, X, ldx, Y, ldy);
 }
 

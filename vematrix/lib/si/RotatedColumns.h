@@ -2,7 +2,7 @@
 #include <Eigen/Core>
 #include <algorithm>
 
-#include "../math/blas.h"
+#include "../math/tall_products.h"
 
 namespace si {
 
@@ -29,8 +29,7 @@ private:
     const int width = std::min({std::max(2, 2 * int(m_block.cols())), 8, int(m_Q->cols()) - first});
     m_first = first;
     m_block.resize(n, width);
-    math::dgemm(math::Transpose::No, math::Transpose::No, n, width, p, 1.0, m_T.data(), n,
-                m_Q->col(first).data(), p, 0.0, m_block.data(), n);
+    math::tallProduct(n, p, width, m_T.data(), n, m_Q->col(first).data(), p, m_block.data(), n);
   }
 
   const Eigen::MatrixXd& m_T;

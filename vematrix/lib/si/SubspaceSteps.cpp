@@ -9,6 +9,7 @@
 
 #include "../math/blas.h"
 #include "../math/lapack.h"
+#include "../math/tall_products.h"
 
 namespace si {
 namespace {
@@ -162,8 +163,7 @@ void scaleByLargestEntries(MatrixXd& Y) {
 
 void project(const MatrixXd& X, const MatrixXd& T, MatrixXd& H) {
   H.setZero(X.cols(), X.cols());
-  math::dgemmtLower(columnsOf(X), rowsOf(X), 1.0, X.data(), rowsOf(X), T.data(), rowsOf(T), 0.0, H.data(),
-                    columnsOf(X));
+  math::tallGram(rowsOf(X), columnsOf(X), X.data(), rowsOf(X), T.data(), rowsOf(T), H.data(), columnsOf(X));
 }
 
 std::vector<int> orderByDistance(const std::vector<double>& ritz, double reference, bool falling) {
@@ -189,8 +189,8 @@ void permutePairs(const std::vector<int>& order, std::vector<double>& values, Ma
 
 void multiply(const MatrixXd& X, const MatrixXd& Q, MatrixXd& result) {
   result.resize(X.rows(), Q.cols());
-  math::dgemm(math::Transpose::No, math::Transpose::No, rowsOf(X), columnsOf(Q), columnsOf(X), 1.0, X.data(),
-              rowsOf(X), Q.data(), rowsOf(Q), 0.0, result.data(), rowsOf(result));
+  math::tallProduct(rowsOf(X), columnsOf(X), columnsOf(Q), X.data(), rowsOf(X), Q.data(), rowsOf(Q),
+                    result.data(), rowsOf(result));
 }
 
 void rotate(MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {

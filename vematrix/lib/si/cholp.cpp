@@ -5,9 +5,9 @@
 #include <iostream>
 #include <vector>
 
-#include "../math/blas.h"
 #include "../math/lapack.h"
 #include "../math/sparse_product.h"
+#include "../math/tall_products.h"
 
 namespace si {
 namespace {
@@ -52,8 +52,8 @@ void cholp::orthogonalize() {
 /// BY ← B·Y, S ← YᵀBY; returns ‖S − I‖.
 double cholp::formGram() {
   math::symProduct(*m_B, *m_Y, m_BY);
-  math::dgemm(math::Transpose::Yes, math::Transpose::No, m_k, m_k, m_n, 1.0, m_Y->data(), m_n, m_BY.data(),
-              m_n, 0.0, m_S.data(), m_k);
+  math::tallGram(m_n, m_k, m_Y->data(), m_n, m_BY.data(), m_n, m_S.data(), m_k);
+  m_S.triangularView<Eigen::StrictlyUpper>() = m_S.transpose();
   return (m_S - m_I).norm();
 }
 
@@ -72,7 +72,7 @@ void cholp::solveWithFactor(const int* pivots) {
   for (int j = 0; j < m_k; ++j) m_Y->col(j) = m_W.col(pivots[j] - 1);
   for (int j = 1; j < m_k; ++j)
     if (std::fabs(m_S(j, j)) < kPivotFloor) m_S(j, j) += kPivotFloor;
-  math::dtrsmRightUpper(m_n, m_k, m_S.data(), m_k, m_Y->data(), m_n);
+  math::tallDivide(m_n, m_k, m_S.data(), m_k, m_Y->data(), m_n);
 }
 
 }  // namespace si
