@@ -162,6 +162,10 @@ Mechanism describe(const Eigen::VectorXd& motion, const DofPlaces& places) {
 
 /// Takes a unit vector of the space out of an orthonormal basis: one column less.
 void deflate(Eigen::MatrixXd& basis, const Eigen::VectorXd& y) {
+  if (basis.cols() == 1) {
+    basis.resize(Eigen::NoChange, 0);
+    return;
+  }
   const Eigen::MatrixXd rest = basis - y * (y.transpose() * basis);
   const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(rest);
   basis = qr.householderQ() * Eigen::MatrixXd::Identity(rest.rows(), basis.cols() - 1);

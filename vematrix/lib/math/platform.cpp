@@ -7,10 +7,12 @@
 #if defined(_WIN32)
 #define NOMINMAX
 #include <io.h>
+#include <process.h>
 #include <windows.h>
 #else
 #include <sys/mman.h>
 #include <sys/types.h>
+#include <unistd.h>
 #endif
 
 namespace Vessa {
@@ -184,6 +186,33 @@ void FreePages(void* memory, std::size_t bytes) noexcept {
   munmap(memory, bytes);
 #endif
 }
+
+#if defined(_WIN32)
+
+long ProcessId() noexcept {
+  return _getpid();
+}
+
+SignalsBlocked::SignalsBlocked() noexcept = default;
+SignalsBlocked::~SignalsBlocked() = default;
+
+#else
+
+long ProcessId() noexcept {
+  return getpid();
+}
+
+SignalsBlocked::SignalsBlocked() noexcept {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &m_before);
+}
+
+SignalsBlocked::~SignalsBlocked() {
+  pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}
+
+#endif
 
 }  // namespace math
 }  // namespace Matrix

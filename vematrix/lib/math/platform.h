@@ -1,5 +1,6 @@
 #pragma once
 // Everything the library asks of the operating system, in one place: files, their names, the environment.
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -37,6 +38,24 @@ long long FileSize(std::FILE* file);
 
 /// Reads an environment variable; false (and value untouched) when it is not set.
 bool GetEnvironment(const char* name, std::string& value);
+
+/// Number of this process; a child made by fork has another one.
+long ProcessId() noexcept;
+
+/// While it lives, the calling thread takes no signals; a thread made meanwhile never does, so that a host's
+/// handlers run on the host's threads.
+class SignalsBlocked {
+public:
+  SignalsBlocked() noexcept;
+  ~SignalsBlocked();
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+#if !defined(_WIN32)
+private:
+  sigset_t m_before;
+#endif
+};
 
 /// Memory for large arrays straight from the system, uninitialised for the caller's purposes; null on
 /// failure. Small requests (below 128 KiB) are served by malloc. FreePages takes the size that was asked for.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <thread>
+#include <functional>
+
+#include "../math/thread_team.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -76,21 +78,27 @@ bool TaskCrew::HelpALoop(int worker, std::unique_lock<std::mutex>& lock) {
 
 int TaskCrew::NextTask() const {
   if (m_ready.empty() || m_error) return -1;
-  const int task = *m_ready.begin();
+  const int task = m_ready.front();
   return task < m_failed ? task : -1;
+}
+
+void TaskCrew::MakeReady(int task) {
+  m_ready.push_back(task);
+  std::push_heap(m_ready.begin(), m_ready.end(), std::greater<int>());
 }
 
 void TaskCrew::Finish(int task) {
   if (m_upwards) {
     const int parent = m_tasks[task].parent;
-    if (parent >= 0 && --m_waiting[parent] == 0) m_ready.insert(parent);
+    if (parent >= 0 && --m_waiting[parent] == 0) MakeReady(parent);
   } else {
-    for (int child : m_children[task]) m_ready.insert(child);
+    for (int child : m_children[task]) MakeReady(child);
   }
 }
 
 void TaskCrew::RunTask(int task, int worker, std::unique_lock<std::mutex>& lock) {
-  m_ready.erase(task);
+  std::pop_heap(m_ready.begin(), m_ready.end(), std::greater<int>());
+  m_ready.pop_back();
   ++m_running;
   lock.unlock();
   bool ok = false;
@@ -143,21 +151,16 @@ void TaskCrew::RunAll(const Run& run, bool upwards) {
   m_failed = count;
   m_error = nullptr;
   m_ready.clear();
+  m_ready.reserve(m_tasks.size());
   m_waiting.assign(count, 0);
   m_children.assign(upwards ? 0 : count, {});
   for (int t = 0; t < count; ++t) {
     m_waiting[t] = m_tasks[t].numChildren;
     const int parent = m_tasks[t].parent;
-    if (upwards ? m_waiting[t] == 0 : parent < 0) m_ready.insert(t);
+    if (upwards ? m_waiting[t] == 0 : parent < 0) MakeReady(t);
     if (!upwards && parent >= 0) m_children[parent].push_back(t);
   }
-  std::vector<std::thread> others;
-  try {
-    for (int w = 1; w < m_threads; ++w) others.emplace_back([this, w] { Work(w); });
-  } catch (const std::exception&) {  // no more threads to be had: those that are there do the work
-  }
-  Work(0);
-  for (std::thread& other : others) other.join();
+  math::RunInTeam(m_threads, [this](int worker) { Work(worker); });
   if (m_error) std::rethrow_exception(m_error);
 }
 

@@ -3,7 +3,6 @@
 #include <exception>
 #include <functional>
 #include <mutex>
-#include <set>
 #include <vector>
 #include "../sparse/analysis/LdltAnalysis.h"
 
@@ -14,8 +13,8 @@ namespace sparse {
 /// Runs the tasks of an elimination tree on a few threads, and loops inside a task on whoever is idle.
 ///
 /// Which thread runs what depends on timing; the tasks and the pieces of a loop do not, so results that
-/// depend only on them are the same for any number of threads. The calling thread works too; the others live
-/// as long as one call of Run...
+/// depend only on them are the same for any number of threads. The calling thread works too; the others are
+/// those that the process keeps (math::RunInTeam).
 class TaskCrew {
 public:
   /// Tasks run(task, worker): worker is 0 … threads−1, no two run at the same time with the same one. False
@@ -43,6 +42,7 @@ private:
   void RunSerially(const Run& run, bool upwards);
   void Work(int worker);
   void RunTask(int task, int worker, std::unique_lock<std::mutex>& lock);
+  void MakeReady(int task);
   void Finish(int task);
   bool HelpALoop(int worker, std::unique_lock<std::mutex>& lock);
   int NextTask() const;
@@ -55,7 +55,7 @@ private:
   std::condition_variable m_changed;
   const Run* m_run = nullptr;
   bool m_upwards = true;
-  std::set<int> m_ready;                     ///< tasks that may start
+  std::vector<int> m_ready;                  ///< tasks that may start: a heap, the lowest on top; never grows
   std::vector<int> m_waiting;                ///< upwards: children not finished yet
   std::vector<std::vector<int>> m_children;  ///< downwards
   std::vector<Loop*> m_loops;

@@ -400,7 +400,7 @@ void ForwardBlock(const double* L, std::ptrdiff_t ldl, int m, int k, double* X, 
     else
       ForwardLanes<S, 1>(L, ldl, m, k, X, ldx, Y, ldy, rows);
     X += vectors * S::width;
-    Y += vectors * S::width;
+    if (m > k) Y += vectors * S::width;  // no rows below: Y may be null
     left -= vectors;
   }
 }
@@ -417,7 +417,7 @@ void BackwardBlock(const double* L, std::ptrdiff_t ldl, const double* D, int m, 
     else
       BackwardLanes<S, 1>(L, ldl, D, m, k, X, ldx, Y, ldy, rows);
     X += vectors * S::width;
-    Y += vectors * S::width;
+    if (m > k) Y += vectors * S::width;  // no rows below: Y may be null
     left -= vectors;
   }
 }

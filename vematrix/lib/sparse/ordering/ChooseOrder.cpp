@@ -1,8 +1,9 @@
 #include "ChooseOrder.h"
 
 #include <algorithm>
-#include <future>
 #include <numeric>
+
+#include "../../math/thread_team.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -80,14 +81,12 @@ ChosenOrder ChooseOrder(const Graph& graph, int threads) {
     if (!OrderByNestedDissection(graph, DissectionSettings(), order)) return;
     Consider(graph, order, "nested dissection", dissected);
   };
-  if (threads > 1) {
-    std::future<ChosenOrder> other = std::async(std::launch::async, [&] { return BestCheapOrder(graph); });
-    dissect();
-    cheap = other.get();
-  } else {
-    dissect();
-    cheap = BestCheapOrder(graph);
-  }
+  math::ForEachPiece(threads, 2, [&](int piece) {
+    if (piece == 0)
+      dissect();
+    else
+      cheap = BestCheapOrder(graph);
+  });
   // Elimination from both ends is a chain of small steps: it must win clearly.
   if (!dissected.ok || (cheap.ok && cheap.cost.operations < 0.9 * dissected.cost.operations)) return cheap;
   TryMoreDissections(graph, dissected);
