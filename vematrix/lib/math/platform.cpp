@@ -10,6 +10,8 @@
 #include <process.h>
 #include <windows.h>
 #else
+#include <pthread.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -211,6 +213,29 @@ SignalsBlocked::SignalsBlocked() noexcept {
 SignalsBlocked::~SignalsBlocked() {
   pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
+
+#endif
+
+#if defined(__linux__)
+
+int CurrentProcessor() noexcept {
+  return sched_getcpu();
+}
+
+void KeepOff(std::thread& thread, int processor) noexcept {
+  cpu_set_t allowed;
+  if (processor < 0 || sched_getaffinity(0, sizeof allowed, &allowed) != 0) return;
+  CPU_CLR(processor, &allowed);
+  if (CPU_COUNT(&allowed) > 0) pthread_setaffinity_np(thread.native_handle(), sizeof allowed, &allowed);
+}
+
+#else
+
+int CurrentProcessor() noexcept {
+  return -1;
+}
+
+void KeepOff(std::thread&, int) noexcept {}
 
 #endif
 

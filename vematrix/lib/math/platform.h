@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <thread>
 
 namespace Vessa {
 namespace Matrix {
@@ -56,6 +57,13 @@ private:
   sigset_t m_before;
 #endif
 };
+
+/// The processor that the calling thread runs on just now; -1 where that cannot be told.
+int CurrentProcessor() noexcept;
+
+/// Lets `thread` run where the calling thread may run, except on `processor`. Changes nothing when no other
+/// is left or the system does not offer this.
+void KeepOff(std::thread& thread, int processor) noexcept;
 
 /// Memory for large arrays straight from the system, uninitialised for the caller's purposes; null on
 /// failure. Small requests (below 128 KiB) are served by malloc. FreePages takes the size that was asked for.

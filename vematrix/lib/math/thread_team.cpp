@@ -60,13 +60,28 @@ private:
     job.below = m_jobs;
     m_jobs = &job;
     m_wanted += static_cast<std::size_t>(job.threads - 1);
+    Hire();
+    MakeWayFor(CurrentProcessor());
+  }
+
+  /// Has as many threads as are wanted, if the system gives them.
+  void Hire() {
     try {
       const SignalsBlocked blocked;
       while (!m_ended && m_threads.size() < std::min(m_wanted, kMostKept)) {
         m_threads.emplace_back([this] { Serve(); });
+        m_avoided = -1;
       }
     } catch (const std::exception&) {  // those that are there do the work
     }
+  }
+
+  /// Keeps the threads off the caller's processor, which is taken: some schedulers wake a thread where it
+  /// last ran or where its waker runs, and look for an idle processor only at their next tick.
+  void MakeWayFor(int processor) {
+    if (processor == m_avoided) return;
+    for (std::thread& thread : m_threads) KeepOff(thread, processor);
+    m_avoided = processor;
   }
 
   void Close(Job& job) {
@@ -110,6 +125,7 @@ private:
   std::vector<std::thread> m_threads;
   Job* m_jobs = nullptr;
   std::size_t m_wanted = 0;  ///< threads that the open jobs ask for
+  int m_avoided = -1;        ///< processor that the threads keep off
   bool m_ended = false;
 };
 
