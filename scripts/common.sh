@@ -61,7 +61,7 @@ install_packages() {
 }
 
 # What the library, the program, the demo and the examples are built with.
-build_packages=(g++ cmake ninja-build pkg-config libmkl-dev libeigen3-dev libmetis-dev libsuitesparse-dev libtbb-dev
+build_packages=(g++ cmake ninja-build pkg-config libmkl-dev libeigen3-dev libmetis-dev libsuitesparse-dev
                 zlib1g-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
 # What the tests need beyond that.
 test_packages=(libgtest-dev libgmock-dev python3 python3-scipy)

@@ -56,7 +56,7 @@ void measure(const std::string& name) {
       const std::string what =
           std::string("block of ") + std::to_string(count) + ", one thread, " + levels[level];
       line(what.c_str(), count,
-           [&] { math::symProductOwn(math::SimdLevel(level), A, count, X.data(), n, Y.data(), n); });
+           [&] { math::symProductOwn(1, math::SimdLevel(level), A, count, X.data(), n, Y.data(), n); });
     }
   }
   const std::string what = "block of 20, " + std::to_string(math::GetMaxThreads()) + " threads";

@@ -18,7 +18,7 @@ MAY_INCLUDE = {
 }
 # Single headers that stand on their own and may be used from a lower folder.
 STANDALONE = {"si/OneNormEst.h"}
-MATH_LIBRARY = re.compile(r"mkl|lapacke|cblas|omp\.h|tbb/")
+MATH_LIBRARY = re.compile(r"mkl|lapacke|cblas|omp\.h")
 MATH_LIBRARY_USERS = re.compile(r"^(math/|solution/MklPardisoEngine\.)")
 # The ordering libraries are named in the ordering stage only.
 ORDERING_LIBRARY = re.compile(r"^(metis|amd)\.h$")

@@ -97,7 +97,7 @@ TEST_P(SymProductColumns, EveryKernelMatchesTheDenseProduct) {
     expectProduct(A, X, Y);
     for (int level = 0; level <= int(math::simdLevel()); ++level) {
       Y.setConstant(9.0);
-      math::symProductOwn(math::SimdLevel(level), arrays(A), columns, X.data(), n, Y.data(), n);
+      math::symProductOwn(1, math::SimdLevel(level), arrays(A), columns, X.data(), n, Y.data(), n);
       expectProduct(A, X, Y);
     }
     Y.setConstant(9.0);
@@ -136,7 +136,7 @@ TEST_P(SymProductColumns, EveryKernelMatchesTheDenseProductOnNodesWithSeveralDof
       const MatrixXd X = randomBlock(n, columns, 3);
       for (int level = 0; level <= int(math::simdLevel()); ++level) {
         MatrixXd Y = MatrixXd::Constant(n, columns, 9.0);
-        math::symProductOwn(math::SimdLevel(level), arrays(A), columns, X.data(), n, Y.data(), n);
+        math::symProductOwn(1, math::SimdLevel(level), arrays(A), columns, X.data(), n, Y.data(), n);
         expectProduct(A, X, Y);
       }
     }

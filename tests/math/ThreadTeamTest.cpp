@@ -108,16 +108,29 @@ TEST(ThreadTeam, WorkMayCallItToo) {
 TEST(ThreadTeam, EveryPieceRunsOnce) {
   for (int threads : {1, 2, 5}) {
     std::vector<std::atomic<int>> runs(1000);
-    ForEachPiece(threads, 1000, [&](int piece) { ++runs[static_cast<std::size_t>(piece)]; });
+    ForEachPiece(threads, 1000, [&](int piece, int) { ++runs[static_cast<std::size_t>(piece)]; });
     for (const std::atomic<int>& count : runs) ASSERT_EQ(count, 1);
   }
+}
+
+TEST(ThreadTeam, WorkersOfPiecesDoNotMeet) {
+  std::vector<std::atomic<int>> busy(3);
+  std::atomic<int> meetings{0};
+
+  ForEachPiece(3, 5000, [&](int, int worker) {
+    std::atomic<int>& mine = busy.at(static_cast<std::size_t>(worker));
+    if (++mine != 1) ++meetings;
+    --mine;
+  });
+
+  EXPECT_EQ(meetings, 0);
 }
 
 TEST(ThreadTeam, ExceptionOfAPieceReachesTheCaller) {
   for (int threads : {1, 3}) {
     std::atomic<int> runs{0};
     const auto loop = [&] {
-      ForEachPiece(threads, 100000, [&](int piece) {
+      ForEachPiece(threads, 100000, [&](int piece, int) {
         ++runs;
         if (piece == 10) throw std::runtime_error("piece ten");
       });

@@ -1,6 +1,6 @@
 #include "../math/parallel.h"
 
-#include <tbb/parallel_invoke.h>
+#include "../math/thread_team.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -13,7 +13,7 @@ void invokeBoth(std::size_t doublesPerTask, const std::function<void()>& first,
     second();
     return;
   }
-  tbb::parallel_invoke(first, second);
+  ForEachPiece(2, 2, [&](int piece, int) { piece == 0 ? first() : second(); });
 }
 
 }  // namespace math

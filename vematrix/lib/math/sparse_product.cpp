@@ -45,7 +45,7 @@ constexpr int kSlab = 64;  // rows that are packed while they stay in the neares
 
 /// The panel kernels want a row's vector entries side by side: panel(r, j) = X(r, j), zero beyond the last
 /// column.
-void packPanel(int n, int columns, int width, const double* X, int ldx, double* panel) {
+void packPanel(int n, int columns, int width, const double* X, std::ptrdiff_t ldx, double* panel) {
   for (int first = 0; first < n; first += kSlab) {
     const int end = std::min(n, first + kSlab);
     double* slab = panel + std::size_t(first) * width;
@@ -57,7 +57,7 @@ void packPanel(int n, int columns, int width, const double* X, int ldx, double* 
   }
 }
 
-void unpackPanel(int n, int columns, int width, const double* panel, double* Y, int ldy) {
+void unpackPanel(int n, int columns, int width, const double* panel, double* Y, std::ptrdiff_t ldy) {
   for (int first = 0; first < n; first += kSlab) {
     const int end = std::min(n, first + kSlab);
     const double* slab = panel + std::size_t(first) * width;
@@ -169,7 +169,7 @@ private:
 
 /// One thread's part: panel after panel.
 void multiplyPanels(SimdLevel level, const LowerCsc& A, const std::vector<int>& groups, int columns,
-                    const double* X, int ldx, double* Y, int ldy) {
+                    const double* X, std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy) {
   const std::size_t size = std::size_t(A.n) * panelWidth(level, A, columns);
   Scratch x(size), y(size);
   for (int first = 0; first < columns;) {
@@ -184,7 +184,7 @@ void multiplyPanels(SimdLevel level, const LowerCsc& A, const std::vector<int>& 
 
 /// Halves the columns, in whole panels, as long as there are threads for the halves.
 void multiplyOnThreads(int threads, SimdLevel level, const LowerCsc& A, const std::vector<int>& groups,
-                       int columns, const double* X, int ldx, double* Y, int ldy) {
+                       int columns, const double* X, std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy) {
   const int first = (columns / kPanel + 1) / 2 * kPanel;
   if (threads < 2 || first >= columns) {
     multiplyPanels(level, A, groups, columns, X, ldx, Y, ldy);
@@ -199,23 +199,18 @@ void multiplyOnThreads(int threads, SimdLevel level, const LowerCsc& A, const st
       });
 }
 
-void multiply(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx,
-              double* Y, int ldy) {
+}  // namespace
+
+void symProductOwn(const LowerCsc& A, int columns, const double* X, int ldx, double* Y, int ldy) {
+  symProductOwn(GetMaxThreads(), simdLevel(), A, columns, X, ldx, Y, ldy);
+}
+
+void symProductOwn(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X,
+                   std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy) {
   if (A.n <= 0 || columns <= 0) return;
   const bool grouped = level == SimdLevel::Avx512;
   const std::vector<int> groups = grouped ? columnGroups(A) : std::vector<int>();
   multiplyOnThreads(threads, level, A, groups, columns, X, ldx, Y, ldy);
-}
-
-}  // namespace
-
-void symProductOwn(const LowerCsc& A, int columns, const double* X, int ldx, double* Y, int ldy) {
-  multiply(GetMaxThreads(), simdLevel(), A, columns, X, ldx, Y, ldy);
-}
-
-void symProductOwn(SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx, double* Y,
-                   int ldy) {
-  multiply(1, level, A, columns, X, ldx, Y, ldy);
 }
 
 }  // namespace math

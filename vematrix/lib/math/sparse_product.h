@@ -1,5 +1,6 @@
 #pragma once
 #include <Eigen/SparseCore>
+#include <cstddef>
 
 /// \file
 /// Products of a sparse symmetric matrix with dense vectors. The matrix is column-compressed, 0-based; of
@@ -46,9 +47,9 @@ enum class SimdLevel { Baseline, Avx2, Avx512 };
 /// The fastest level this processor runs.
 SimdLevel simdLevel();
 
-/// symProductOwn on blocks, with the level chosen by the caller (one the processor runs).
-void symProductOwn(SimdLevel level, const LowerCsc& A, int columns, const double* X, int ldx, double* Y,
-                   int ldy);
+/// symProductOwn on blocks, with threads and level chosen by the caller (a level the processor runs).
+void symProductOwn(int threads, SimdLevel level, const LowerCsc& A, int columns, const double* X,
+                   std::ptrdiff_t ldx, double* Y, std::ptrdiff_t ldy);
 
 }  // namespace math
 }  // namespace Matrix

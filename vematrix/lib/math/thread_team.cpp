@@ -169,13 +169,13 @@ void RunInTeam(int threads, const std::function<void(int)>& work) {
   keeper->Run(job);
 }
 
-void ForEachPiece(int threads, int count, const std::function<void(int)>& piece) {
+void ForEachPiece(int threads, int count, const std::function<void(int, int)>& piece) {
   std::atomic<int> next{0};
   std::mutex mutex;
   std::exception_ptr error;
-  RunInTeam(std::min(threads, count), [&](int) {
+  RunInTeam(std::min(threads, count), [&](int worker) {
     try {
-      for (int p = next.fetch_add(1); p < count; p = next.fetch_add(1)) piece(p);
+      for (int p = next.fetch_add(1); p < count; p = next.fetch_add(1)) piece(p, worker);
     } catch (...) {
       next = count;
       const std::lock_guard<std::mutex> lock(mutex);

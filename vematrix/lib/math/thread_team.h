@@ -19,9 +19,10 @@ namespace math {
 ///              able to do all the work there is. Must not throw.
 void RunInTeam(int threads, const std::function<void(int)>& work);
 
-/// Runs piece(0 … count−1), each once, in any order, on at most `threads` threads, the calling one included.
-/// An exception keeps further pieces from starting and is thrown again.
-void ForEachPiece(int threads, int count, const std::function<void(int)>& piece);
+/// Runs piece(0 … count−1, worker), each once, in any order, on at most `threads` threads, the calling one
+/// included. No two pieces run at the same time with the same worker, 0 … threads−1. An exception keeps
+/// further pieces from starting and is thrown again.
+void ForEachPiece(int threads, int count, const std::function<void(int piece, int worker)>& piece);
 
 }  // namespace math
 }  // namespace Matrix

@@ -81,7 +81,7 @@ ChosenOrder ChooseOrder(const Graph& graph, int threads) {
     if (!OrderByNestedDissection(graph, DissectionSettings(), order)) return;
     Consider(graph, order, "nested dissection", dissected);
   };
-  math::ForEachPiece(threads, 2, [&](int piece) {
+  math::ForEachPiece(threads, 2, [&](int piece, int) {
     if (piece == 0)
       dissect();
     else

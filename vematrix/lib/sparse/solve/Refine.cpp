@@ -4,6 +4,9 @@
 #include <cmath>
 #include <vector>
 
+#include "../../math/large_memory.h"
+#include "../../math/sparse_product.h"
+#include "../../math/thread_team.h"
 #include "Solve.h"
 
 namespace Vessa {
@@ -12,7 +15,6 @@ namespace sparse {
 namespace {
 
 constexpr int kGroup = 24;  ///< columns refined together
-constexpr int kLanes = 8;   ///< columns of a residual that lie side by side
 
 /// Largest magnitude; NaN when there is one.
 double InfinityNorm(const double* x, int n) {
@@ -23,37 +25,6 @@ double InfinityNorm(const double* x, int n) {
     if (std::isnan(largest)) break;
   }
   return largest;
-}
-
-/// r = b − A·x
-void Residual(const LdltAnalysis& a, const double* value, const double* b, const double* x, double* r) {
-  std::copy(b, b + a.n, r);
-  for (int j = 0; j < a.n; ++j) {
-    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
-      const int i = a.patternRow[t];
-      if (i < j) continue;
-      r[i] -= value[t] * x[j];
-      if (i != j) r[j] -= value[t] * x[i];
-    }
-  }
-}
-
-/// R −= A·X for kLanes columns lying side by side; the order of each sum is that of Residual.
-void SubtractProduct(const LdltAnalysis& a, const double* value, const double* X, double* R) {
-  for (int j = 0; j < a.n; ++j) {
-    const double* xj = X + static_cast<std::ptrdiff_t>(j) * kLanes;
-    double* rj = R + static_cast<std::ptrdiff_t>(j) * kLanes;
-    for (int t = a.patternStart[j]; t < a.patternStart[j + 1]; ++t) {
-      const int i = a.patternRow[t];
-      if (i < j) continue;
-      const double v = value[t];
-      double* ri = R + static_cast<std::ptrdiff_t>(i) * kLanes;
-      for (int lane = 0; lane < kLanes; ++lane) ri[lane] -= v * xj[lane];
-      if (i == j) continue;
-      const double* xi = X + static_cast<std::ptrdiff_t>(i) * kLanes;
-      for (int lane = 0; lane < kLanes; ++lane) rj[lane] -= v * xi[lane];
-    }
-  }
 }
 
 /// The columns of one group and their work space.
@@ -67,16 +38,16 @@ public:
         m_b(b),
         m_x(x),
         m_ld(ld),
-        m_threads(threads) {
+        m_threads(threads),
+        m_residual(static_cast<std::size_t>(m_a.n) * static_cast<std::size_t>(count)),
+        m_next(m_residual.Count()),
+        m_norm(static_cast<std::size_t>(count)),
+        m_nextNorm(m_norm.size()) {
     for (int c = 0; c < count; ++c) m_active.push_back(c);
-    m_residual.resize(static_cast<std::size_t>(m_a.n) * static_cast<std::size_t>(count));
-    m_next.resize(m_residual.size());
-    m_norm.resize(static_cast<std::size_t>(count));
   }
 
   int Run(int maxSteps) {
-    FindResiduals(m_residual);
-    for (std::size_t k = 0; k < m_active.size(); ++k) m_norm[k] = InfinityNorm(Column(m_residual, k), m_a.n);
+    FindResiduals(m_residual, m_norm);
     KeepOnly([this](std::size_t k) { return m_norm[k] != 0.0; });
     int steps = 0;
     while (steps < maxSteps && !m_active.empty() && Step()) ++steps;
@@ -84,60 +55,63 @@ public:
   }
 
 private:
-  double* Column(std::vector<double>& array, std::size_t k) {
-    return array.data() + k * static_cast<std::size_t>(m_a.n);
+  double* Column(math::LargeArray& array, std::size_t k) {
+    return array.Data() + k * static_cast<std::size_t>(m_a.n);
+  }
+  double* Solution(std::size_t k) { return m_x + m_active[k] * m_ld; }
+
+  /// Residuals of the active columns, one after the other, and their norms.
+  void FindResiduals(math::LargeArray& residual, std::vector<double>& norm) {
+    for (std::size_t first = 0, end; first < m_active.size(); first = end) {
+      for (end = first + 1; end < m_active.size() && m_active[end] == m_active[end - 1] + 1; ++end) {
+      }
+      Multiply(static_cast<int>(end - first), Solution(first), Column(residual, first));
+    }
+    math::ForEachPiece(m_threads, static_cast<int>(m_active.size()), [&](int piece, int) {
+      const std::size_t k = static_cast<std::size_t>(piece);
+      const double* b = m_b + m_active[k] * m_ld;
+      double* r = Column(residual, k);
+      for (int i = 0; i < m_a.n; ++i) r[i] = b[i] - r[i];
+      norm[k] = InfinityNorm(r, m_a.n);
+    });
   }
 
-  /// Residuals of the active columns, one after the other.
-  void FindResiduals(std::vector<double>& residual) {
-    if (m_active.size() == 1) {
-      const std::ptrdiff_t at = m_active[0] * m_ld;
-      Residual(m_a, m_value, m_b + at, m_x + at, residual.data());
-      return;
-    }
-    const std::size_t n = static_cast<std::size_t>(m_a.n);
-    std::vector<double> lanesX(n * kLanes, 0.0), lanesR(n * kLanes, 0.0);
-    for (std::size_t first = 0; first < m_active.size(); first += kLanes) {
-      const std::size_t count = std::min<std::size_t>(kLanes, m_active.size() - first);
-      for (std::size_t k = 0; k < count; ++k) {
-        const std::ptrdiff_t at = m_active[first + k] * m_ld;
-        for (std::size_t i = 0; i < n; ++i) {
-          lanesX[i * kLanes + k] = m_x[at + static_cast<std::ptrdiff_t>(i)];
-          lanesR[i * kLanes + k] = m_b[at + static_cast<std::ptrdiff_t>(i)];
-        }
-      }
-      SubtractProduct(m_a, m_value, lanesX.data(), lanesR.data());
-      for (std::size_t k = 0; k < count; ++k) {
-        double* to = Column(residual, first + k);
-        for (std::size_t i = 0; i < n; ++i) to[i] = lanesR[i * kLanes + k];
-      }
-    }
+  /// Y ← A·X for columns of x that lie side by side; those of Y are n apart.
+  void Multiply(int columns, const double* X, double* Y) {
+    const int* start = m_a.patternStart.data();
+    const math::LowerCsc A{m_a.n, start, start + 1, m_a.patternRow.data(), m_value};
+    if (columns == 1)
+      math::symProductOwn(A, X, Y);
+    else
+      math::symProductOwn(m_threads, math::simdLevel(), A, columns, X, m_ld, Y, m_a.n);
   }
 
   /// One step for all active columns; false when none of them got better.
   bool Step() {
-    SolveFronts(m_factor, m_residual.data(), static_cast<int>(m_active.size()), m_a.n, m_threads);
-    for (std::size_t k = 0; k < m_active.size();
-         ++k) {  // the new solutions; the old ones are kept in m_residual
-      double *x = m_x + m_active[k] * m_ld, *correction = Column(m_residual, k);
-      for (int i = 0; i < m_a.n; ++i) {
-        const double old = x[i];
-        x[i] += correction[i];
-        correction[i] = old;
-      }
-    }
-    FindResiduals(m_next);
+    const int count = static_cast<int>(m_active.size());
+    SolveFronts(m_factor, m_residual.Data(), count, m_a.n, m_threads);
+    math::ForEachPiece(m_threads, count, [this](int k, int) { Correct(static_cast<std::size_t>(k)); });
+    FindResiduals(m_next, m_nextNorm);
     std::vector<char> better(m_active.size());
     for (std::size_t k = 0; k < m_active.size(); ++k) {
-      const double norm = InfinityNorm(Column(m_next, k), m_a.n);
-      better[k] = norm < 0.5 * m_norm[k];
-      m_norm[k] = norm;
-      if (!better[k]) std::copy_n(Column(m_residual, k), m_a.n, m_x + m_active[k] * m_ld);
+      better[k] = m_nextNorm[k] < 0.5 * m_norm[k];
+      if (!better[k]) std::copy_n(Column(m_residual, k), m_a.n, Solution(k));
     }
-    m_residual.swap(m_next);
+    std::swap(m_residual, m_next);
+    m_norm.swap(m_nextNorm);
     const bool any = std::find(better.begin(), better.end(), 1) != better.end();
     KeepOnly([this, &better](std::size_t k) { return better[k] && m_norm[k] != 0.0; });
     return any;
+  }
+
+  /// The new solution of a column; the old one is kept in place of the correction.
+  void Correct(std::size_t k) {
+    double *x = Solution(k), *correction = Column(m_residual, k);
+    for (int i = 0; i < m_a.n; ++i) {
+      const double old = x[i];
+      x[i] += correction[i];
+      correction[i] = old;
+    }
   }
 
   /// The columns for which keep is true move up, with their residuals.
@@ -164,7 +138,8 @@ private:
   int m_threads;
   std::vector<int>
       m_active;  ///< columns that still improve; column k of the arrays below belongs to m_active[k]
-  std::vector<double> m_residual, m_next, m_norm;
+  math::LargeArray m_residual, m_next;
+  std::vector<double> m_norm, m_nextNorm;
 };
 
 }  // namespace
