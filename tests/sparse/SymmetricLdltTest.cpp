@@ -5,8 +5,11 @@
 #include <cstring>
 #include <limits>
 #include <numeric>
+#include <thread>
+#include <utility>
 
 #include "LdltMatrices.h"
+#include "sparse/numeric/SpareArray.h"
 
 using namespace Vessa::Matrix::sparse;
 using namespace ldlt_test;
@@ -347,6 +350,63 @@ TEST(SymmetricLdlt, RefinementImprovesAndNeverSpoils) {
   EXPECT_GE(steps, 0);
   EXPECT_LE(steps, 2);
   EXPECT_LE(BackwardError(a, refined.data(), b.data()), BackwardError(a, plain.data(), b.data()));
+}
+
+TEST(SpareArray, KeepsTheLargestThatIsWithinTheLimit) {
+  SpareArray spare;
+  double* const first = [&] {
+    Vessa::Matrix::math::LargeArray array = spare.Take(100);
+    double* const data = array.Data();
+    spare.GiveBack(std::move(array), 100);
+    return data;
+  }();
+
+  Vessa::Matrix::math::LargeArray again = spare.Take(60), another = spare.Take(60);
+  EXPECT_EQ(again.Data(), first) << "large enough";
+  EXPECT_NE(another.Data(), first) << "taken already";
+  spare.GiveBack(std::move(again), 99);
+  EXPECT_EQ(spare.Take(1).Count(), 1u) << "beyond the limit";
+  spare.GiveBack(std::move(another), 99);
+  EXPECT_EQ(spare.Take(61).Count(), 61u) << "too small";
+}
+
+TEST(SymmetricLdlt, SolvesDoNotSeeWhatEarlierOnesLeftBehind) {
+  const LowerColumns a = FromModel(vematrix::models::makeModel("bar:2:40"));
+  const SymmetricLdlt solver = Factorised(a, PivotMode::Indefinite);
+  const std::vector<double> b = Loads(a.n, 20);
+  std::vector<double> expected = b;
+  solver.Solve(expected.data(), 20, a.n);
+
+  for (const int before : {1, 3, 20, 24}) {
+    std::vector<double> spoilt(static_cast<std::size_t>(a.n) * before,
+                               std::numeric_limits<double>::quiet_NaN());
+    solver.Solve(spoilt.data(), before, a.n);
+    std::vector<double> x = b;
+    solver.Solve(x.data(), 20, a.n);
+
+    EXPECT_EQ(x, expected) << "after a block of " << before;
+  }
+}
+
+TEST(SymmetricLdlt, SeveralThreadsMaySolveWithOneFactor) {
+  const LowerColumns a = FromModel(vematrix::models::makeModel("bar:2:40"));
+  const SymmetricLdlt solver = Factorised(a, PivotMode::Indefinite);
+  const std::vector<double> b = Loads(a.n, 5);
+  std::vector<double> expected = b;
+  solver.Solve(expected.data(), 5, a.n);
+  std::vector<std::vector<double>> x(3, b);
+
+  std::vector<std::thread> threads;
+  for (std::vector<double>& own : x)
+    threads.emplace_back([&] {
+      for (int k = 0; k < 20; ++k) {
+        own = b;
+        solver.Solve(own.data(), 5, a.n);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+
+  for (const std::vector<double>& own : x) EXPECT_EQ(own, expected);
 }
 
 TEST(SymmetricLdlt, PredictionCountsTheFactorOfATridiagonalMatrixExactly) {

@@ -20,7 +20,7 @@ namespace {
 constexpr int kPanel = 8;              // columns of a panel, or of one vector of a wide one
 constexpr int kWidestPanel = 3;        // vectors
 constexpr int kNarrowPanel = 4;        // columns of the panel for the last few
-constexpr int kCachedTerms = 2000000;  // stored terms that the last-level cache keeps beside the panels
+constexpr int kCachedTerms = 700000;  // stored terms that the last-level cache keeps beside the panels
 
 LowerCsc arraysOf(const Eigen::SparseMatrix<double, 0, int>& A, std::vector<int>& ends) {
   const int n = int(A.cols());

@@ -4,6 +4,7 @@
 #include "../../math/large_memory.h"
 #include "../../sparse/LdltTypes.h"
 #include "../../sparse/analysis/LdltAnalysis.h"
+#include "../../sparse/numeric/SpareArray.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -14,6 +15,7 @@ struct LdltFactor {
   std::shared_ptr<const LdltAnalysis> analysis;
   math::LargeArray panel;
   std::vector<double> pivot;
+  mutable SpareArray sweepSpace;  ///< of solves, kept between them while it is small beside the factor
 
   const double* PanelsOf(int s) const { return panel.Data() + analysis->panelStart[s]; }
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "../TaskCrew.h"
 #include "../kernels/FrontKernels.h"
@@ -13,6 +14,8 @@ namespace sparse {
 namespace {
 
 constexpr int kMostLanes = 24;  ///< right-hand sides taken together
+/// Work space is kept up to this part of the factor's size.
+constexpr std::size_t kSpaceShare = 2;
 /// Stored terms from which on another thread pays.
 constexpr std::int64_t kTermsForThreads = 300000;
 
@@ -27,7 +30,10 @@ public:
         m_lanes(lanes),
         m_crew(m_a.tasks, threads),
         m_scratch(m_crew.Threads()),
-        m_work((static_cast<std::size_t>(m_a.n) + m_a.outerRow.size()) * lanes) {}
+        m_work(factor.sweepSpace.Take((static_cast<std::size_t>(m_a.n) + m_a.outerRow.size()) * lanes)) {}
+  ~Sweeps() { m_f.sweepSpace.GiveBack(std::move(m_work), m_f.panel.Count() / kSpaceShare); }
+  Sweeps(const Sweeps&) = delete;
+  Sweeps& operator=(const Sweeps&) = delete;
 
   void Run(double* x, int numRhs, std::ptrdiff_t ldx) {
     m_x = x;
