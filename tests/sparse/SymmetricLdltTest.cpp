@@ -388,6 +388,22 @@ TEST(SymmetricLdlt, SolvesDoNotSeeWhatEarlierOnesLeftBehind) {
   }
 }
 
+TEST(SymmetricLdlt, SolutionsDoNotDependOnHowManyAreSolvedForTogether) {
+  const LowerColumns a = FromModel(vematrix::models::makeModel("brick:9"));
+  const SymmetricLdlt solver = Factorised(a, PivotMode::Indefinite, 0.0, 2);
+  const std::vector<double> b = Loads(a.n, 230);
+  std::vector<double> expected = b;
+  for (int c = 0; c < 230; c += 2)
+    solver.Solve(expected.data() + static_cast<std::ptrdiff_t>(c) * a.n, 2, a.n);
+
+  for (const int count : {2, 8, 24, 25, 32, 33, 40, 57, 100, 104, 105, 230}) {
+    std::vector<double> x(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(count) * a.n);
+    ASSERT_EQ(solver.Solve(x.data(), count, a.n, 2), LdltStatus::Ok);
+
+    EXPECT_TRUE(std::equal(x.begin(), x.end(), expected.begin())) << count << " together";
+  }
+}
+
 TEST(SymmetricLdlt, SeveralThreadsMaySolveWithOneFactor) {
   const LowerColumns a = FromModel(vematrix::models::makeModel("bar:2:40"));
   const SymmetricLdlt solver = Factorised(a, PivotMode::Indefinite);

@@ -13,8 +13,9 @@ namespace Matrix {
 namespace sparse {
 namespace {
 
-constexpr int kMostLanes = 24;  ///< right-hand sides taken together
-/// Work space is kept up to this part of the factor's size.
+/// Right-hand sides taken together: always up to kFewLanes, more while their work space takes at most a
+/// kSpaceShare-th of what the factor does. The factor passes through the caches once for all of them.
+constexpr int kFewLanes = 24, kMostLanes = 104;
 constexpr std::size_t kSpaceShare = 2;
 /// Stored terms from which on another thread pays.
 constexpr std::int64_t kTermsForThreads = 300000;
@@ -185,16 +186,28 @@ private:
   std::ptrdiff_t m_ldx = 0;
 };
 
+int WholeGroups(int lanes) {
+  return (lanes + kernels::laneGroup - 1) / kernels::laneGroup * kernels::laneGroup;
+}
+
+int MostLanes(const LdltFactor& factor) {
+  const LdltAnalysis& a = *factor.analysis;
+  const std::size_t rows = static_cast<std::size_t>(a.n) + a.outerRow.size();
+  const std::size_t lanes = factor.panel.Count() / kSpaceShare / rows;
+  const int most = static_cast<int>(std::min<std::size_t>(lanes, kMostLanes));
+  return std::max(kFewLanes, most / kernels::laneGroup * kernels::laneGroup);
+}
+
 }  // namespace
 
 void SolveFronts(const LdltFactor& factor, double* x, int numRhs, std::ptrdiff_t ldx, int threads) {
   if (factor.analysis->n == 0) return;
   if (factor.analysis->prediction.storedTerms < kTermsForThreads) threads = 1;
+  const int most = MostLanes(factor);
   for (int c = 0; c < numRhs;) {
-    const int count = std::min(numRhs - c, kMostLanes);
-    const int lanes =
-        count == 1 ? 1 : (count + kernels::laneGroup - 1) / kernels::laneGroup * kernels::laneGroup;
-    Sweeps(factor, threads, lanes).Run(x + c * ldx, count, ldx);
+    const int left = numRhs - c, blocks = (left + most - 1) / most;
+    const int count = blocks == 1 ? left : WholeGroups((left + blocks - 1) / blocks);
+    Sweeps(factor, threads, count == 1 ? 1 : WholeGroups(count)).Run(x + c * ldx, count, ldx);
     c += count;
   }
 }
