@@ -161,6 +161,21 @@ TEST(OrthonormalBasis, SpansTheNestedSpacesOfTheColumns) {
   }
 }
 
+TEST(OrthonormalBasis, OnePassIsKeptWhereItIsEnough) {
+  MatrixXd Y = MatrixXd::Random(60, 6), work;
+  for (int j = 1; j < 6; ++j) Y.col(j) = Y.col(0) + 1e-4 * Y.col(j);  // one pass leaves about 1e-16·1e8
+  MatrixXd full = Y, once = Y;
+
+  EXPECT_TRUE(si::orthonormalBasis(full, work));
+  EXPECT_TRUE(si::orthonormalBasis(once, work, 1e-6));
+
+  const MatrixXd I = MatrixXd::Identity(6, 6);
+  EXPECT_LT((full.transpose() * full - I).norm(), 1e-13);
+  EXPECT_LT((once.transpose() * once - I).norm(), 1e-6);
+  EXPECT_GT((once.transpose() * once - I).norm(), 1e-11) << "a second pass was made";
+  EXPECT_LT((once - full * (full.transpose() * once)).norm(), 1e-9) << "another space";
+}
+
 TEST(OrthonormalBasis, FailsOnNan) {
   MatrixXd Y = MatrixXd::Random(20, 3), work;
   Y(4, 1) = kNan;

@@ -78,8 +78,8 @@ bool gep11::Iteration::applyInverseOfA(Factors& factors, int repetitions) {
 }
 
 /// One application at least; more only once a pair has converged, the converged columns being left alone.
-bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, const MatrixXd& known,
-                             Scaling scaling, int repetitions) {
+bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, MatrixXd& known, Scaling scaling,
+                             int repetitions) {
   if (open() == 0) return true;
   int done = 0;
   do {
@@ -88,16 +88,23 @@ bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, const M
     scaleSolutions(scaling);
     ++done;
   } while (m_converged != 0 && done < repetitions);
-  m_solver.X.rightCols(open()) = m_solution;
+  if (m_converged == 0)
+    m_solver.X.swap(m_solution);
+  else
+    m_solver.X.rightCols(open()) = m_solution;
   m_multiplies += open() * done;
   m_rhsKnown = false;
   return true;
 }
 
-void gep11::Iteration::formRightHandSides(const Sparse& multiplied, const MatrixXd& known, int repetition) {
+/// `known` is used up: the next projection forms it again.
+void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& known, int repetition) {
   const Stopwatch time(m_solver.spent.product);
   if (repetition == 0 && m_rhsKnown) {
-    m_rhs = known.rightCols(open());
+    if (m_converged == 0)
+      m_rhs.swap(known);
+    else
+      m_rhs = known.rightCols(open());
     return;
   }
   const double* columns = repetition == 0 ? m_solver.X.col(m_converged).data() : m_solution.data();
@@ -116,7 +123,7 @@ void gep11::Iteration::scaleSolutions(Scaling scaling) {
 
 bool gep11::Iteration::orthonormalize() {
   const Stopwatch time(m_solver.spent.orthonormalize);
-  if (orthonormalBasis(m_solver.X, m_work)) return true;
+  if (orthonormalBasis(m_solver.X, m_work, kEnoughForPencils)) return true;
   std::printf("Error while orthogonalizing subspace vectors\n");
   return false;
 }

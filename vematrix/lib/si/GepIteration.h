@@ -72,9 +72,9 @@ private:
   enum class Scaling { ByEnergy, ByLargestEntry };
 
   int open() const { return m_solver.p - m_converged; }
-  bool apply(Factors& factors, const Sparse& multiplied, const Eigen::MatrixXd& known, Scaling scaling,
+  bool apply(Factors& factors, const Sparse& multiplied, Eigen::MatrixXd& known, Scaling scaling,
              int repetitions);
-  void formRightHandSides(const Sparse& multiplied, const Eigen::MatrixXd& known, int repetition);
+  void formRightHandSides(const Sparse& multiplied, Eigen::MatrixXd& known, int repetition);
   void scaleSolutions(Scaling scaling);
   bool lapackFailed(int info) const;
 

@@ -95,16 +95,21 @@ void divideByFactor(const MatrixXd& Y, const MatrixXd& L, MatrixXd& result) {
 
 }  // namespace
 
-bool orthonormalBasis(MatrixXd& Y, MatrixXd& work) {
+bool orthonormalBasis(MatrixXd& Y, MatrixXd& work, double enough) {
   if (Y.rows() < Y.cols()) return householderQ(Y);
-  MatrixXd gram, once;
+  MatrixXd gram;
   scaleByLargestEntries(Y);
   gramOf(Y, gram);
   if (!choleskyInPlace(gram)) return householderQ(Y);
-  divideByFactor(Y, gram, once);
-  if (!(gramOf(once, gram) < kRepairable) || !choleskyInPlace(gram)) return householderQ(Y);
-  divideByFactor(once, gram, work);
+  divideByFactor(Y, gram, work);
+  const double departure = gramOf(work, gram);
+  const bool repeat = departure > enough;
+  if (!(departure < kRepairable) || (repeat && !choleskyInPlace(gram))) return householderQ(Y);
   Y.swap(work);
+  if (repeat) {
+    divideByFactor(Y, gram, work);
+    Y.swap(work);
+  }
   return true;
 }
 

@@ -23,7 +23,12 @@ bool householderQ(Eigen::MatrixXd& Y);
 /// of householderQ (they may differ in sign). Cholesky QR made twice, several times faster on tall blocks,
 /// wherever the first pass proves accurate enough; else householderQ. `work` is overwritten. Source:
 /// Yamamoto, Nakatsukasa, Yanagisawa, Fukaya, ETNA 44 (2015) 306-326.
-bool orthonormalBasis(Eigen::MatrixXd& Y, Eigen::MatrixXd& work);
+/// @param enough  ‖YᵀY − I‖ after the first pass at which there is no second
+bool orthonormalBasis(Eigen::MatrixXd& Y, Eigen::MatrixXd& work, double enough = 0.0);
+
+/// What is enough for a projection onto Y that is a pencil, (YᵀAY, YᵀBY): its pairs do not depend on the
+/// basis, their rounding errors only on its condition.
+constexpr double kEnoughForPencils = 1e-6;
 
 /// The largest column sum of absolute values over the stored entries; 0 without columns.
 double exactOneNorm(const Eigen::SparseMatrix<double, 0, int>& M);

@@ -116,7 +116,7 @@ std::shared_ptr<LdltFactor> SymmetricLdlt::TakeFactor() {
 LdltStatus SymmetricLdlt::Solve(double* x, int numRhs, std::ptrdiff_t ldx, int threads) const {
   if (!m_factor) return LdltStatus::NotFactorised;
   try {
-    SolveFronts(*m_factor, x, numRhs, ldx, threads);
+    SolveFronts(*m_factor, x, x, numRhs, ldx, threads);
     return LdltStatus::Ok;
   } catch (const std::bad_alloc&) {
     return LdltStatus::OutOfMemory;
@@ -127,9 +127,7 @@ LdltStatus SymmetricLdlt::SolveRefined(const double* value, const double* b, dou
                                        std::ptrdiff_t ld, int maxSteps, int threads, int* steps) const {
   if (!m_factor) return LdltStatus::NotFactorised;
   try {
-    const int n = m_analysis->n;
-    for (int c = 0; c < numRhs; ++c) std::copy(b + c * ld, b + c * ld + n, x + c * ld);
-    SolveFronts(*m_factor, x, numRhs, ld, threads);
+    SolveFronts(*m_factor, b, x, numRhs, ld, threads);
     const int most = RefineSolutions(*m_factor, value, b, x, numRhs, ld, maxSteps, threads);
     if (steps) *steps = most;
     return LdltStatus::Ok;

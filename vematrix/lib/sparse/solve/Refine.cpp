@@ -89,7 +89,7 @@ private:
   /// One step for all active columns; false when none of them got better.
   bool Step() {
     const int count = static_cast<int>(m_active.size());
-    SolveFronts(m_factor, m_residual.Data(), count, m_a.n, m_threads);
+    SolveFronts(m_factor, m_residual.Data(), m_residual.Data(), count, m_a.n, m_threads);
     math::ForEachPiece(m_threads, count, [this](int k, int) { Correct(static_cast<std::size_t>(k)); });
     FindResiduals(m_next, m_nextNorm);
     std::vector<char> better(m_active.size());

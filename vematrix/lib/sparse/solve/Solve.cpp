@@ -36,10 +36,11 @@ public:
   Sweeps(const Sweeps&) = delete;
   Sweeps& operator=(const Sweeps&) = delete;
 
-  void Run(double* x, int numRhs, std::ptrdiff_t ldx) {
+  void Run(const double* b, double* x, int numRhs, std::ptrdiff_t ld) {
+    m_b = b;
     m_x = x;
     m_numRhs = numRhs;
-    m_ldx = ldx;
+    m_ld = ld;
     m_crew.RunUpwards([this](int task, int worker) { return Up(m_a.tasks[task], worker); });
     m_crew.RunDownwards([this](int task, int worker) { return Down(m_a.tasks[task], worker); });
   }
@@ -56,8 +57,8 @@ private:
   void Load(int begin, int end) {
     for (int k = begin; k < end; ++k) {
       double* row = Row(k);
-      const double* from = m_x + m_a.dofOf[k];
-      for (int c = 0; c < m_numRhs; ++c) row[c] = from[c * m_ldx];
+      const double* from = m_b + m_a.dofOf[k];
+      for (int c = 0; c < m_numRhs; ++c) row[c] = from[c * m_ld];
       for (int c = m_numRhs; c < m_lanes; ++c) row[c] = 0.0;
     }
   }
@@ -66,7 +67,7 @@ private:
     for (int k = begin; k < end; ++k) {
       const double* row = Row(k);
       double* to = m_x + m_a.dofOf[k];
-      for (int c = 0; c < m_numRhs; ++c) to[c * m_ldx] = row[c];
+      for (int c = 0; c < m_numRhs; ++c) to[c * m_ld] = row[c];
     }
   }
 
@@ -181,9 +182,10 @@ private:
   TaskCrew m_crew;
   std::vector<Scratch> m_scratch;
   math::LargeArray m_work;
+  const double* m_b = nullptr;
   double* m_x = nullptr;
   int m_numRhs = 0;
-  std::ptrdiff_t m_ldx = 0;
+  std::ptrdiff_t m_ld = 0;
 };
 
 int WholeGroups(int lanes) {
@@ -200,14 +202,15 @@ int MostLanes(const LdltFactor& factor) {
 
 }  // namespace
 
-void SolveFronts(const LdltFactor& factor, double* x, int numRhs, std::ptrdiff_t ldx, int threads) {
+void SolveFronts(const LdltFactor& factor, const double* b, double* x, int numRhs, std::ptrdiff_t ld,
+                 int threads) {
   if (factor.analysis->n == 0) return;
   if (factor.analysis->prediction.storedTerms < kTermsForThreads) threads = 1;
   const int most = MostLanes(factor);
   for (int c = 0; c < numRhs;) {
     const int left = numRhs - c, blocks = (left + most - 1) / most;
     const int count = blocks == 1 ? left : WholeGroups((left + blocks - 1) / blocks);
-    Sweeps(factor, threads, count == 1 ? 1 : WholeGroups(count)).Run(x + c * ldx, count, ldx);
+    Sweeps(factor, threads, count == 1 ? 1 : WholeGroups(count)).Run(b + c * ld, x + c * ld, count, ld);
     c += count;
   }
 }
