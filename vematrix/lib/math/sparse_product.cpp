@@ -17,9 +17,9 @@ namespace Matrix {
 namespace math {
 namespace {
 
-constexpr int kPanel = 8;              // columns of a panel, or of one vector of a wide one
-constexpr int kWidestPanel = 3;        // vectors
-constexpr int kNarrowPanel = 4;        // columns of the panel for the last few
+constexpr int kPanel = 8;             // columns of a panel, or of one vector of a wide one
+constexpr int kWidestPanel = 3;       // vectors
+constexpr int kNarrowPanel = 4;       // columns of the panel for the last few
 constexpr int kCachedTerms = 700000;  // stored terms that the last-level cache keeps beside the panels
 
 LowerCsc arraysOf(const Eigen::SparseMatrix<double, 0, int>& A, std::vector<int>& ends) {
