@@ -12,10 +12,11 @@
 #include <malloc.h>
 #endif
 #if defined(__linux__)
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #endif
+
+#include "platform.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -26,16 +27,6 @@ constexpr std::size_t kLine = 64;
 #if defined(__linux__)
 /// Blocks from this size on are pages of their own: given back, they leave no holes in the heap.
 constexpr std::size_t kOwnPages = std::size_t(1) << 20;
-constexpr std::size_t kHugePages = std::size_t(1) << 22;
-
-void* AllocatePages(std::size_t bytes) {
-  void* data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (data == MAP_FAILED) throw std::bad_alloc();
-#if defined(MADV_HUGEPAGE)
-  if (bytes >= kHugePages) madvise(data, bytes, MADV_HUGEPAGE);
-#endif
-  return data;
-}
 #endif
 
 double* AllocateDoubles(std::size_t count) {
@@ -46,7 +37,11 @@ double* AllocateDoubles(std::size_t count) {
   if (!data) throw std::bad_alloc();
 #else
 #if defined(__linux__)
-  if (bytes >= kOwnPages) return static_cast<double*>(AllocatePages(bytes));
+  if (bytes >= kOwnPages) {
+    void* pages = AllocatePages(bytes);
+    if (!pages) throw std::bad_alloc();
+    return static_cast<double*>(pages);
+  }
 #endif
   void* data = nullptr;
   if (posix_memalign(&data, kLine, std::max(bytes, kLine)) != 0) throw std::bad_alloc();
@@ -61,7 +56,7 @@ void FreeDoubles(double* data, std::size_t count) {
 #else
 #if defined(__linux__)
   if (count * sizeof(double) >= kOwnPages) {
-    munmap(data, count * sizeof(double));
+    FreePages(data, count * sizeof(double));
     return;
   }
 #endif

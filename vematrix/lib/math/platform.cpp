@@ -169,11 +169,21 @@ void* AllocatePages(std::size_t bytes) noexcept {
 #else
   void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return nullptr;
-#if defined(MADV_HUGEPAGE)
-  if (bytes >= kHugeRequest)
-    madvise(memory, bytes, MADV_HUGEPAGE);  // fewer page faults; a refusal costs nothing
-#endif
+  PreferHugePages(memory, bytes);
   return memory;
+#endif
+}
+
+void PreferHugePages(void* memory, std::size_t bytes) noexcept {
+#if defined(MADV_HUGEPAGE)
+  if (bytes < kHugeRequest) return;
+  const std::uintptr_t page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uintptr_t first = (begin + page - 1) / page * page, end = (begin + bytes) / page * page;
+  madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);  // a refusal costs nothing
+#else
+  (void)memory;
+  (void)bytes;
 #endif
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "../math/large_memory.h"
+
 namespace Vessa {
 namespace Matrix {
 namespace skyline {
@@ -77,10 +79,11 @@ void SolveBlock(const double* value, const int* end, int n, double* x, int count
 
 void MultiplyAssembled(const double* value, const int* end, int n, const double* x, double* y,
                        const SweepKernels& kernels) {
-  std::vector<double> u(x, x + n), v(n, 0.0);
-  std::reverse(u.begin(), u.end());
-  kernels.product(value, end, n, u.data(), v.data());
-  std::reverse_copy(v.begin(), v.end(), y);
+  math::LargeArray u(n), v(n);  // both begin a cache line
+  std::reverse_copy(x, x + n, u.Data());
+  std::fill_n(v.Data(), n, 0.0);
+  kernels.product(value, end, n, u.Data(), v.Data());
+  std::reverse_copy(v.Data(), v.Data() + n, y);
 }
 
 void MultiplyReduced(const double* value, const int* end, int n, const double* x, double* y,

@@ -27,7 +27,8 @@ struct SweepKernels {
   void (*forward)(const double* value, const int* end, int n, double* u);
   /// u(i) −= L(j, i)·u(j), j = n..2.
   void (*backward)(const double* value, const int* end, int n, double* u);
-  /// y(j) += K(j, j)·x(j) + Σ K(i, j)·x(i) and y(i) += K(i, j)·x(j), j = 1..n.
+  /// y(j) += K(j, j)·x(j) + Σ K(i, j)·x(i) and y(i) += K(i, j)·x(j), j = 1..n. x and y begin at the same
+  /// place of a cache line.
   void (*product)(const double* value, const int* end, int n, const double* x, double* y);
   /// y(i) += L(j, i)·x(j), j = 1..n.
   void (*spread)(const double* value, const int* end, int n, const double* x, double* y);

@@ -59,9 +59,16 @@ VEMATRIX_INLINE double Dot(const double* a, const double* u, int count, long ahe
   return sum;
 }
 
-/// u += f·a
+/// Elements of u before the first one that begins a cache line.
+VEMATRIX_INLINE int HeadOf(const double* u) {
+  return static_cast<int>(-(reinterpret_cast<unsigned long>(u) / 8) % 8);
+}
+
+/// u += f·a. Whole lines of u are updated: a store across two lines costs as much as several within one.
 VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f, long ahead) {
+  const int head = HeadOf(u) < count ? HeadOf(u) : count;
   int t = 0;
+  for (; t < head; ++t) u[t] += f * a[t];
   for (; t + 8 <= count; t += 8) {
     __builtin_prefetch(a + t + ahead);
 #pragma GCC unroll 4
@@ -73,13 +80,26 @@ VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f, 
   for (; t < count; ++t) u[t] += f * a[t];
 }
 
-/// y += f·a, and returns a·x.
+/// Element t of the column below: y(t) += f·a(t), sum += a(t)·x(t).
+VEMATRIX_INLINE void DotAndAddScaledTerm(double a, double x, double& y, double f, double& sum) {
+  sum += a * x;
+  y += f * a;
+}
+
+/// y += f·a, and returns a·x. Whole lines of y are updated; x must begin at the same place of a line.
+///
+/// The vectors begin `head` elements down the column, so their lane l collects partial sum (head + l) mod 8.
 VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double* y, int count, double f) {
-  double sum = 0.0;
+  const int head = HeadOf(y), whole = count / 8 * 8;
+  double partial[16] = {};
   int t = 0;
-  if (count >= 8) {
-    Vector part[kParts] = {};
-    for (; t + 8 <= count; t += 8) {
+  if (head + 8 <= whole) {
+    for (; t < head; ++t) DotAndAddScaledTerm(a[t], x[t], y[t], f, partial[t]);
+    for (int k = 0; k < 8; ++k) partial[8 + k] = partial[k];
+    Vector part[kParts];
+#pragma GCC unroll 4
+    for (int k = 0; k < kParts; ++k) part[k] = Load(partial + head + k * kLanes);
+    for (; t + 8 <= whole; t += 8) {
       __builtin_prefetch(a + t + kUpwards);
 #pragma GCC unroll 4
       for (int k = 0; k < kParts; ++k) {
@@ -89,15 +109,13 @@ VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double*
         Store(y + at, Load(y + at) + f * term);
       }
     }
-    double partial[8];
 #pragma GCC unroll 4
-    for (int k = 0; k < kParts; ++k) Store(partial + k * kLanes, part[k]);
-    sum = SumOfEight(partial);
+    for (int k = 0; k < kParts; ++k) Store(partial + head + k * kLanes, part[k]);
+    for (int k = 0; k < head; ++k) partial[k] = partial[8 + k];
   }
-  for (; t < count; ++t) {
-    sum += a[t] * x[t];
-    y[t] += f * a[t];
-  }
+  for (; t < whole; ++t) DotAndAddScaledTerm(a[t], x[t], y[t], f, partial[t % 8]);
+  double sum = whole > 0 ? SumOfEight(partial) : 0.0;
+  for (; t < count; ++t) DotAndAddScaledTerm(a[t], x[t], y[t], f, sum);
   return sum;
 }
 

@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "../math/platform.h"
+
 namespace Vessa {
 namespace Matrix {
 
@@ -38,6 +40,8 @@ void SkylineValueStore::SizeChunks() {
   long long left = m_count;
   for (std::vector<double>& chunk : m_chunks) {
     const long long size = left < m_chunkSize ? left : m_chunkSize;
+    chunk.reserve(static_cast<std::size_t>(size));
+    math::PreferHugePages(chunk.data() + chunk.size(), (chunk.capacity() - chunk.size()) * sizeof(double));
     chunk.resize(static_cast<std::size_t>(size));
     left -= size;
   }
