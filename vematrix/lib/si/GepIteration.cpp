@@ -121,6 +121,11 @@ void gep11::Iteration::scaleSolutions(Scaling scaling) {
   scaleByPowersOfTwo(m_solution, lengths);
 }
 
+bool gep11::Iteration::orthonormalizeStart() {
+  const Stopwatch time(m_solver.spent.orthonormalize);
+  return orthonormalBasis(m_solver.X, m_work);
+}
+
 bool gep11::Iteration::orthonormalize() {
   const Stopwatch time(m_solver.spent.orthonormalize);
   if (orthonormalBasis(m_solver.X, m_work, kEnoughForPencils)) return true;

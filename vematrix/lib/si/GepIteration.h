@@ -44,7 +44,9 @@ public:
   bool applyInverseOfB(Factors& factors, int repetitions);
   /// X ← A⁻¹·B·X likewise, A being the moving matrix.
   bool applyInverseOfA(Factors& factors, int repetitions);
-  /// An orthonormal basis of all p columns; false when there is none.
+  /// An orthonormal basis of the start vectors; false when there is none.
+  bool orthonormalizeStart();
+  /// An orthonormal basis of all p columns, as far as a pencil needs it; false when there is none.
   bool orthonormalize();
   /// A B-orthonormal one.
   void orthonormalize(cholp& basis);

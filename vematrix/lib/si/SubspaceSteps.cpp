@@ -89,7 +89,7 @@ bool choleskyInPlace(MatrixXd& gram) {
 void divideByFactor(const MatrixXd& Y, const MatrixXd& L, MatrixXd& result) {
   const Eigen::Index k = L.cols();
   MatrixXd inverse = MatrixXd::Identity(k, k);
-  math::dtrsmRightUpper(int(k), int(k), MatrixXd(L.transpose()).data(), int(k), inverse.data(), int(k));
+  math::tallDivide(int(k), int(k), MatrixXd(L.transpose()).data(), int(k), inverse.data(), int(k));
   multiply(Y, inverse, result);
 }
 

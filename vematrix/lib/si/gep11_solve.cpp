@@ -50,7 +50,7 @@ si::Status gep11::solve_exp_orth() {
   Iteration iteration(*this, *A, 0.0, Iteration::RightHandSide::AX);
   iteration.printSizes(" ");
   iteration.shiftBySigma();
-  if (!orthonormalize(X)) return STATUS_ORTHO;
+  if (!iteration.orthonormalizeStart()) return STATUS_ORTHO;
 
   cholp basis(*B, X, kOrthonormalisationPasses);
   Factors factors(*B, p, engine, spent);
@@ -108,7 +108,7 @@ si::Status gep11::solve_imp_orth_copy() {
 /// The common part of the two implicit solves; `shifted` is the matrix that moves.
 si::Status gep11::iterateInverse(Iteration& iteration, Eigen::SparseMatrix<double, 0, int>& shifted) {
   const bool onCopy = mode == 1;
-  if (!orthonormalize(X)) return STATUS_ORTHO;
+  if (!iteration.orthonormalizeStart()) return STATUS_ORTHO;
   Factors factors(shifted, p, engine, spent);
   if (!factors.factorize()) return STATUS_FACTORIZE;
   negEvalsB = factors.negative();
