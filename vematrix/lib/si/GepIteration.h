@@ -67,13 +67,14 @@ public:
   /// The convergence test and the step to the next iteration; true when all wanted pairs have converged.
   bool countConverged();
 
-  /// Stores the counts.
-  si::Status finish() const;
+  /// Stores the counts, of the converged pairs those that still are.
+  si::Status finish();
 
 private:
   enum class Scaling { ByEnergy, ByLargestEntry };
 
   int open() const { return m_solver.p - m_converged; }
+  int stillConverged() const;
   bool apply(Factors& factors, const Sparse& multiplied, Eigen::MatrixXd& known, Scaling scaling,
              int repetitions);
   void formRightHandSides(const Sparse& multiplied, Eigen::MatrixXd& known, int repetition);

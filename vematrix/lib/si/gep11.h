@@ -32,9 +32,10 @@ class RotatedColumns;  // internal
 ///
 /// The relative accuracy of a converged pair is bounded by its backward error: ‖A·x − λ·B·x‖₂ ≤ tol · (‖A‖₁ +
 /// |λ|·‖B‖₁) · ‖x‖₂, in which λ counts from `shift` and A is the shifted matrix, except in
-/// solve_imp_orth_copy. Subspace iteration can miss a pair whose vector is orthogonal to the start block:
-/// count the negative pivots of A − σ·B (Pardiso::negative_evals) at a σ above the last pair to be sure that
-/// none is missed.
+/// solve_imp_orth_copy. It may grow tenfold in the iterations that follow; a pair that has lost more at the
+/// end does not count. A value below 2.2e-16 in magnitude, or +∞, counts without a test. Subspace iteration
+/// can miss a pair whose vector is orthogonal to the start block: count the negative pivots of A − σ·B
+/// (Pardiso::negative_evals) at a σ above the last pair to be sure that none is missed.
 ///
 /// Every solve writes its trace and progress to standard output. Not thread-safe; the start vectors use the
 /// standard library's rand(), seeded with 0 at each solve.
@@ -140,6 +141,8 @@ private:
   void restart(int newMode, double initialValue);
   si::Status iterateInverse(Iteration& iteration, Eigen::SparseMatrix<double, 0, int>& shifted);
   int checkConvergence(int first, const double& sigma, RotatedColumns& AX, RotatedColumns& BX);
+  static bool needsNoTest(double ritz);
+  double backwardError(double residual, double lambda, double length) const;
   double ErrorNorm(int i);
   bool initial_shift(Eigen::MatrixXd&, Eigen::MatrixXd&, Vessa::Matrix::Pardiso&, Eigen::MatrixXd&,
                      Eigen::MatrixXd&, double&);

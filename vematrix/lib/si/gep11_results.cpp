@@ -19,16 +19,21 @@ namespace math = Vessa::Matrix::math;
 /// Ritz values below this, and +∞, count as converged without a look at the vector.
 constexpr double kVanishingRitzValue = 2.220446049250313e-16;
 
-bool needsNoTest(double ritz) {
-  return std::fabs(ritz) < kVanishingRitzValue || ritz == std::numeric_limits<double>::infinity();
-}
-
 void printPair(int i, double lambda, double residual, int converged, double errorNorm) {
   std::cout << "eigenpair " << i << ": lambda: " << lambda << " residual: " << residual
             << " nconv: " << converged << " error_norm: " << errorNorm << std::endl;
 }
 
 }  // namespace
+
+bool gep11::needsNoTest(double ritz) {
+  return std::fabs(ritz) < kVanishingRitzValue || ritz == std::numeric_limits<double>::infinity();
+}
+
+/// Of a pair with this residual and a vector of this length.
+double gep11::backwardError(double residual, double lambda, double length) const {
+  return residual / (std::fabs(lambda) * normB + normA) / length;
+}
 
 /// Counts the leading converged pairs, from pair `first` on, up to the first that fails.
 /// @param sigma  stored value − sigma is an eigenvalue of the pencil (A, B) of which AX = A·X and BX = B·X
@@ -47,8 +52,7 @@ int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& AX, 
     math::invokeBoth(
         std::size_t(n), [&] { length = x.norm(); }, [&] { residual = (y - (lambda - sigma) * z).norm(); });
     printPair(i, lambda, residual, converged, residual / (mode != 0 ? z.norm() : y.norm()));
-    const double backwardError = residual / (std::fabs(lambda) * normB + normA) / length;
-    if (!(backwardError < tol)) break;
+    if (!(backwardError(residual, lambda, length) < tol)) break;
     ++converged;
   }
   return converged;
