@@ -50,6 +50,17 @@ TEST(Model, ListsAndRefuses) {
   EXPECT_EQ(numFiles(folder), 1);
 }
 
+TEST(Model, RefusesWhatTheMachineCannotHold) {
+  for (const char* name :
+       {"brick 100000", "plate:100000:100000", "frame:100000:100000:100000", "slab:100000"}) {
+    const ProgramRun run = runProgram(std::string("model ") + name);
+
+    EXPECT_EQ(run.exitCode, 2) << name;
+    EXPECT_THAT(run.err, HasSubstr("than this machine can hold")) << name;
+  }
+  EXPECT_EQ(runProgram("bench bar:100000:100000").exitCode, 2);
+}
+
 TEST(Convert, TurnsAnyFormatIntoMatrixMarketAndLeavesNothingOnFailure) {
   const TempFolder folder;
   folder.Write("A.psa",

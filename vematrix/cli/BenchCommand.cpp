@@ -1,7 +1,6 @@
 // vematrix bench: how long each method takes here, phase by phase, on a structure of the catalogue or a
 // matrix file.
 #include <memory>
-#include <stdexcept>
 
 #include "ChartPicture.h"
 #include "Format.h"
@@ -9,7 +8,6 @@
 #include "Program.h"
 #include "Solver.h"
 #include "UtilityCommands.h"
-#include "models/Registry.h"
 
 namespace vematrix {
 namespace cli {
@@ -24,11 +22,7 @@ struct BenchOptions {
 models::SymmetricTerms subjectTerms(const std::string& subject) {
   const bool file = subject.find('.') != std::string::npos || subject.find('/') != std::string::npos;
   if (file) return readMatrix(subject);
-  try {
-    return models::makeModel(subject).stiffnessTerms();
-  } catch (const std::invalid_argument& error) {
-    throw UsageError(std::string(error.what()) + " (or a matrix file)");
-  }
+  return buildModel(subject, " (or a matrix file)").stiffnessTerms();
 }
 
 /// The fastest of several runs, and the residual of its solution for a load of ones.

@@ -5,6 +5,9 @@ namespace cli {
 
 class Program;
 
+/// Adds every command of the program.
+void addCommands(Program& program);
+
 /// Each adds one command with its options; defined in the source file of the command.
 void addSolve(Program& program);
 void addModel(Program& program);

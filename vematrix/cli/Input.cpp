@@ -1,5 +1,12 @@
 #include "Input.h"
 
+#include <fmt/core.h>
+
+#include <stdexcept>
+
+#include "Errors.h"
+#include "models/Memory.h"
+#include "models/Registry.h"
 #include "models/io/HarwellBoeingReader.h"
 
 namespace vematrix {
@@ -10,6 +17,20 @@ models::SymmetricTerms readMatrix(const std::string& path, const std::string& pa
                                        : pattern == "laplacian+1" ? models::PatternValues::LaplacianPlusOne
                                                                   : models::PatternValues::Ones;
   return models::readSymmetricMatrix(path, values);
+}
+
+models::Model buildModel(const std::string& name, const std::string& hint) {
+  try {
+    models::Model model = models::makeModel(name);
+    const double bytes = 2.0 * 16.0 * double(model.numTerms());  // a term list, and its sorted copy
+    if (bytes > models::physicalMemory())
+      throw std::invalid_argument(
+          fmt::format("model '{}': its terms need {:.1f} GiB and this machine has {:.1f}", name,
+                      bytes / 1073741824.0, models::physicalMemory() / 1073741824.0));
+    return model;
+  } catch (const std::invalid_argument& error) {
+    throw UsageError(error.what() + hint);
+  }
 }
 
 }  // namespace cli

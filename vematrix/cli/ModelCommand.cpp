@@ -1,10 +1,10 @@
 // vematrix model: a structure from the catalogue as matrices, loads and mesh.
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 
 #include "Commands.h"
 #include "Format.h"
+#include "Input.h"
 #include "Program.h"
 #include "models/Registry.h"
 #include "models/io/FileError.h"
@@ -46,11 +46,7 @@ Outcome listModels(Console& console) {
 models::Model build(const ModelOptions& options) {
   std::string name = options.name;
   for (const std::string& size : options.sizes) name += ":" + size;
-  try {
-    return models::makeModel(name);
-  } catch (const std::invalid_argument& error) {
-    throw UsageError(std::string(error.what()) + " (vematrix model --list shows what there is)");
-  }
+  return buildModel(name, " (vematrix model --list shows what there is)");
 }
 
 void createFolder(const std::string& folder) {

@@ -4,10 +4,9 @@
 
 #include <cmath>
 
-#include <unistd.h>
-
 #include "Errors.h"
 #include "Stopwatch.h"
+#include "models/Memory.h"
 
 namespace vematrix {
 namespace cli {
@@ -29,17 +28,12 @@ SolMethod methodNamed(const std::string& name) {
   return name == "skyline" ? SolSkyline : name == "compcolumn" ? SolCompColumn : SolPardiso;
 }
 
-double physicalMemory() {
-  const long pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGE_SIZE);
-  return pages > 0 && size > 0 ? double(pages) * double(size) : 1e300;
-}
-
 void refuseHugeSkyline(const MatrixFacts& facts) {
   const double bytes = 8.0 * double(facts.profile);
-  if (bytes > 0.8 * physicalMemory())
+  if (bytes > 0.8 * models::physicalMemory())
     throw UsageError(
         fmt::format("the skyline needs {:.1f} GiB and this machine has {:.1f}: choose --method pardiso",
-                    bytes / 1073741824.0, physicalMemory() / 1073741824.0));
+                    bytes / 1073741824.0, models::physicalMemory() / 1073741824.0));
 }
 
 }  // namespace

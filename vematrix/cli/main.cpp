@@ -4,7 +4,6 @@
 
 #include "Commands.h"
 #include "Program.h"
-#include "UtilityCommands.h"
 #include "models/io/OutputFile.h"
 
 namespace {
@@ -20,15 +19,6 @@ extern "C" void endBySignal(int signal) {
 int main(int argc, char** argv) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, endBySignal);
   vematrix::cli::Program program;
-  vematrix::cli::addSolve(program);
-  vematrix::cli::addModes(program);
-  vematrix::cli::addEig(program);
-  vematrix::cli::addCond(program);
-  vematrix::cli::addDoctor(program);
-  vematrix::cli::addInfo(program);
-  vematrix::cli::addBench(program);
-  vematrix::cli::addManual(program);
-  vematrix::cli::addModel(program);
-  vematrix::cli::addConvert(program);
+  vematrix::cli::addCommands(program);
   return program.run(argc, argv);
 }

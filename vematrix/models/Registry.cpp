@@ -7,6 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "models/Memory.h"
 #include "models/structures/Structures.h"
 
 namespace vematrix {
@@ -15,9 +16,20 @@ namespace {
 
 using Sizes = std::vector<int>;
 
+/// Number of elements, about: the product of the sizes (doubles, which do not overflow).
+double product(const Sizes& s) {
+  double count = 1.0;
+  for (int size : s) count *= size;
+  return count;
+}
+double square(const Sizes& s) {
+  return product({s[0], s[0]});
+}
+
 struct Entry {
   ModelRecipe recipe;
   std::function<Model(const Sizes&)> build;
+  double (*numElements)(const Sizes&) = product;
 };
 
 const std::vector<Entry>& entries() {
@@ -25,10 +37,16 @@ const std::vector<Entry>& entries() {
       {{"brick", {"n"}, "cube of n x n x n 8-node bricks, one face clamped", "brick:4"},
        [](const Sizes& s) {
          return solidBlock({s[0], s[0], s[0]});
+       },
+       [](const Sizes& s) {
+         return product({s[0], s[0], s[0]});
        }},
       {{"bar", {"a", "b"}, "solid bar of a x a x b 8-node bricks of 0.1 m, one end clamped", "bar:2:10"},
        [](const Sizes& s) {
          return solidBlock({s[1], s[0], s[0], 0.1 * s[1], 0.1 * s[0], 0.1 * s[0]});
+       },
+       [](const Sizes& s) {
+         return product({s[0], s[0], s[1]});
        }},
       {{"plate",
         {"nx", "ny"},
@@ -54,15 +72,20 @@ const std::vector<Entry>& entries() {
       {{"truss", {"panels"}, "truss bridge of pin-ended bars", "truss:6"},
        [](const Sizes& s) { return trussBridge({s[0]}); }},
       {{"slab", {"n"}, "concrete slab on steel beams and columns, 2 x 2 bays of n x n shells", "slab:2"},
-       [](const Sizes& s) { return slabOnBeams({s[0]}); }},
+       [](const Sizes& s) { return slabOnBeams({s[0]}); },
+       square},
       {{"lplate", {"n"}, "L-shaped plate in bending, arms clamped at their ends", "lplate:3"},
-       [](const Sizes& s) { return lShapedPlate(s[0]); }},
+       [](const Sizes& s) { return lShapedPlate(s[0]); },
+       square},
       {{"hole", {"n"}, "quarter of a sheet with a circular hole under tension, plane stress", "hole:3"},
-       [](const Sizes& s) { return sheetWithHole({s[0]}); }},
+       [](const Sizes& s) { return sheetWithHole({s[0]}); },
+       square},
       {{"taper", {"n"}, "cantilevered tapered membrane of the benchmark FV32, 2n x n elements", "taper:3"},
-       [](const Sizes& s) { return taperedMembrane(s[0]); }},
+       [](const Sizes& s) { return taperedMembrane(s[0]); },
+       square},
       {{"thinplate", {"n"}, "simply supported thin square plate of the vibration benchmark", "thinplate:6"},
-       [](const Sizes& s) { return thinSquarePlate(s[0]); }},
+       [](const Sizes& s) { return thinSquarePlate(s[0]); },
+       square},
       {{"cantilever", {"n"}, "cantilever of n beams, 10 m long", "cantilever:10"},
        [](const Sizes& s) { return cantilever({s[0]}); }},
       {{"column", {"n"}, "column of n beams pinned at both ends, 5 m long", "column:6"},
@@ -106,6 +129,14 @@ int parseSize(const std::string& name, const std::string& parameter, const std::
   return static_cast<int>(value);
 }
 
+/// Before anything is built: nodes, connectivity and dofs take about 200 bytes an element.
+void refuseHugeModel(const std::string& name, double numElements) {
+  const double bytes = 200.0 * numElements;
+  if (numElements > 1e8 || bytes > 0.8 * physicalMemory())
+    throw std::invalid_argument("model '" + name +
+                                "': more elements than this machine can hold, expected smaller sizes");
+}
+
 }  // namespace
 
 const std::vector<ModelRecipe>& modelCatalogue() {
@@ -136,6 +167,7 @@ Model makeModel(const std::string& name) {
   for (std::size_t k = 0; k < parameters.size(); ++k)
     sizes.push_back(parseSize(name, parameters[k], fields[k + 1]));
 
+  refuseHugeModel(name, entry.numElements(sizes));
   Model model = entry.build(sizes);
   if (variant == "free") model.numberDofs(Supports::Free);
   if (variant == "loose") addLooseDof(model);
