@@ -35,14 +35,18 @@ private:
 
 }  // namespace
 
-Outcome runOwn(const Problem& problem, int modes, double tol, const std::string& algorithm, bool ownEngine) {
+Outcome runOwn(const Problem& problem, int modes, double tol, const std::string& algorithm, bool ownEngine,
+               const std::string& strategy) {
   Outcome out;
   out.method = algorithm + (ownEngine ? " (own engine)" : "");
   Sparse K = problem.K, M = problem.M;
   const bool swapped = algorithm == "explicit";
   double shift = 0.0;
+  const si::ShiftStrat moves = strategy == "aggressive"     ? si::SHIFT_AGGRESSIVE
+                               : strategy == "conservative" ? si::SHIFT_CONSERVATIVE
+                                                            : si::SHIFT_NONE;
   const Silence quiet;
-  si::gep11 solver(swapped ? M : K, swapped ? K : M, modes, 0, tol, shift, si::SHIFT_NONE, 300);
+  si::gep11 solver(swapped ? M : K, swapped ? K : M, modes, 0, tol, shift, moves, 300);
   solver.SetEngine(ownEngine ? Vessa::Matrix::EngineOwn : Vessa::Matrix::EngineDefault);
   if (swapped) solver.solve_exp_orth();
   if (algorithm == "implicit") solver.solve_imp_orth();

@@ -33,7 +33,9 @@ inline double now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-Outcome runOwn(const Problem& problem, int modes, double tol, const std::string& algorithm, bool ownEngine);
+/// @param strategy  of moving the shift: aggressive, conservative or none
+Outcome runOwn(const Problem& problem, int modes, double tol, const std::string& algorithm, bool ownEngine,
+               const std::string& strategy);
 Outcome runArpack(const Problem& problem, int modes, double tol);
 Outcome runTextbookSubspace(const Problem& problem, int modes, double tol);
 bool havePeers();

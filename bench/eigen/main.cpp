@@ -1,7 +1,6 @@
 // Lowest vibration modes of structures by the library's three solves and by peers, side by side:
-//   eigen_modes [--modes 10,20] [--tol 1e-10] [--threads 2] [--methods
-//   explicit,implicit,implicit-copy,own,arpack,
-//               subspace] brick:20 plate:58:58 ...
+//   eigen_modes [--modes 10,20] [--tol 1e-10] [--threads 2] [--strategy none|conservative|aggressive]
+//               [--methods explicit,implicit,implicit-copy,implicit-copy-own,arpack,subspace] brick:20 ...
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -49,11 +48,13 @@ double worstResidual(const Problem& problem, const Outcome& out, int modes) {
   return worst;
 }
 
-Outcome run(const Problem& problem, int modes, double tol, const std::string& method) {
+Outcome run(const Problem& problem, int modes, double tol, const std::string& method,
+            const std::string& strategy) {
   if (method == "arpack") return bench::runArpack(problem, modes, tol);
   if (method == "subspace") return bench::runTextbookSubspace(problem, modes, tol);
   const bool own = method.size() > 4 && method.compare(method.size() - 4, 4, "-own") == 0;
-  return bench::runOwn(problem, modes, tol, own ? method.substr(0, method.size() - 4) : method, own);
+  return bench::runOwn(problem, modes, tol, own ? method.substr(0, method.size() - 4) : method, own,
+                       strategy);
 }
 
 void report(const Problem& problem, int modes, const Outcome& o, double cpu) {
@@ -74,6 +75,7 @@ void report(const Problem& problem, int modes, const Outcome& o, double cpu) {
 int main(int argc, char** argv) {
   std::vector<std::string> methods{"explicit", "implicit", "implicit-copy"}, counts{"10"}, names;
   double tol = 1e-10;
+  std::string strategy = "none";
   if (bench::havePeers()) methods.insert(methods.end(), {"arpack", "subspace"});
   try {
     for (int i = 1; i < argc; ++i) {
@@ -84,6 +86,8 @@ int main(int argc, char** argv) {
         methods = split(argv[++i]);
       else if (option("--tol"))
         tol = std::atof(argv[++i]);
+      else if (option("--strategy"))
+        strategy = argv[++i];
       else if (option("--threads"))
         math::SetNumThreads(std::atoi(argv[++i]));
       else
@@ -100,7 +104,7 @@ int main(int argc, char** argv) {
       for (const std::string& count : counts)
         for (const std::string& method : methods) {
           const std::clock_t begin = std::clock();
-          const Outcome outcome = run(problem, std::atoi(count.c_str()), tol, method);
+          const Outcome outcome = run(problem, std::atoi(count.c_str()), tol, method, strategy);
           const double cpu = double(std::clock() - begin) / CLOCKS_PER_SEC;
           report(problem, std::atoi(count.c_str()), outcome, cpu);
         }
