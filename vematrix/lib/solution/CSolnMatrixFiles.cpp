@@ -72,8 +72,9 @@ bool CSolnMatrix::WritePardiso(bool dense) {
   if (dense) return write_dense_file();
   m_saved = m_sparse;
   m_saved.makeCompressed();
+  const bool unfinished = Stream() != nullptr;
   if (write_mm_file()) return true;
-  DropOpenFile();
+  if (unfinished) CloseFile();  // also when its last bytes were refused on closing, with the stream gone
   return false;
 }
 

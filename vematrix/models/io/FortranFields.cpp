@@ -72,9 +72,12 @@ std::string_view FortranFields::takeField() {
     m_text = m_cursor.takeLine();
     m_next = 0;
   }
-  const std::size_t from = static_cast<std::size_t>(m_next++) * static_cast<std::size_t>(m_format.width);
-  const std::string_view field =
-      from < m_text.size() ? trimmed(m_text.substr(from, static_cast<std::size_t>(m_format.width))) : "";
+  const std::size_t width = static_cast<std::size_t>(m_format.width);
+  const std::size_t from = static_cast<std::size_t>(m_next++) * width;
+  const std::string_view field = from < m_text.size() ? trimmed(m_text.substr(from, width)) : "";
+  if (from + width > m_text.size() && m_cursor.endedWithoutLineEnd())
+    fail("file ends within a field of " + std::to_string(m_format.width) + " characters, expected more " +
+         m_what);
   if (field.empty()) fail("line is too short, expected more " + std::string(m_what));
   return field;
 }

@@ -57,6 +57,9 @@ public:
     return {from, static_cast<std::size_t>(to - from)};
   }
 
+  /// After takeLine: was that the last line of the text, and nothing ended it?
+  bool endedWithoutLineEnd() const { return atEnd() && m_end[-1] != '\n'; }
+
   /// The next word on this line ("" at its end), without moving; for messages.
   std::string peekWord() {
     skipBlanks();
