@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "Errors.h"
+#include "models/io/FileError.h"
 
 namespace vematrix {
 namespace cli {
@@ -22,16 +23,36 @@ int openTrace(const std::string& traceFile) {
   return descriptor;
 }
 
-void flushStandardOutput() {
+/// Whether everything up to now got there.
+bool flushStandardOutput() {
   std::cout.flush();
-  std::fflush(stdout);
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good();
+}
+
+bool isWritable(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
 }
 
 }  // namespace
 
+void occupyClosedDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    // The lowest free number is the one that is missing; opened the wrong way round, it serves nobody.
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) return;
+  }
+}
+
 Console::Console(const std::string& traceFile, bool json)
-    : m_out(nullptr), m_json(json), m_colour(false), m_progress(false), m_progressShown(false) {
+    : m_traceFile(traceFile),
+      m_out(nullptr),
+      m_json(json),
+      m_colour(false),
+      m_progress(false),
+      m_progressShown(false) {
   flushStandardOutput();
+  if (!isWritable(STDOUT_FILENO)) throw NoResult("standard output cannot be written: it is closed");
   const int trace = openTrace(traceFile);
   const int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   m_out = saved < 0 ? nullptr : fdopen(saved, "w");
@@ -55,7 +76,8 @@ Console::~Console() {
 
 void Console::write(const std::string& text) {
   endProgress();
-  std::fwrite(text.data(), 1, text.size(), m_out);
+  errno = 0;
+  if (std::fwrite(text.data(), 1, text.size(), m_out) != text.size() && m_error == 0) m_error = errno;
 }
 
 std::string Console::coloured(const char* code, const std::string& text) const {
@@ -76,9 +98,16 @@ void Console::endProgress() {
   m_progressShown = false;
 }
 
+void Console::finishTrace() {
+  if (flushStandardOutput() || m_traceFile.empty()) return;
+  throw models::FileError(m_traceFile, "the trace cannot be written to its end");
+}
+
 void Console::finish() {
-  if (std::fflush(m_out) != 0 || std::ferror(m_out) != 0)
-    throw NoResult(std::string("standard output cannot be written: ") + std::strerror(errno));
+  errno = 0;
+  if (std::fflush(m_out) == 0 && std::ferror(m_out) == 0) return;
+  throw NoResult(std::string("standard output cannot be written: ") +
+                 std::strerror(m_error != 0 ? m_error : errno));
 }
 
 }  // namespace cli

@@ -50,10 +50,11 @@ models::Model build(const ModelOptions& options) {
 }
 
 void createFolder(const std::string& folder) {
-  std::error_code error;
+  std::error_code error, unknown;
   std::filesystem::create_directories(folder, error);
-  if (!std::filesystem::is_directory(folder))
-    throw models::FileError(folder, "cannot be created as a folder");
+  if (std::filesystem::is_directory(folder, unknown)) return;
+  if (!error) error = unknown;
+  throw models::FileError(folder, "cannot be created as a folder" + (error ? ": " + error.message() : ""));
 }
 
 Outcome writeModel(Console& console, const ModelOptions& options) {

@@ -1,11 +1,23 @@
 #include "Program.h"
 
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 #include <new>
 
 #include "models/io/FileError.h"
 
 namespace vematrix {
 namespace cli {
+
+namespace {
+
+/// One line of error output; that nobody can read it changes nothing.
+void say(const std::string& line) {
+  std::fputs((line + "\n").c_str(), stderr);
+}
+
+}  // namespace
 
 Program::Program() : m_app("Linear-algebra solvers for finite-element structural analysis", "vematrix") {
   m_app.require_subcommand(1);
@@ -35,8 +47,11 @@ int Program::run(int argc, char** argv) {
   try {
     m_app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const int code = m_app.exit(error);
-    return code == 0 ? ExitGood : ExitMisuse;
+    if (m_app.exit(error) != 0) return ExitMisuse;
+    errno = 0;
+    if (std::cout.flush()) return ExitGood;
+    say(std::string("vematrix: standard output cannot be written: ") + std::strerror(errno));
+    return ExitNotTrusted;
   }
   for (const auto& [command, run] : m_commands)
     if (command->parsed()) return runCommand(*command, run);
@@ -45,7 +60,7 @@ int Program::run(int argc, char** argv) {
 
 int Program::report(Console* console, const std::string& command, ExitCode code,
                     const std::string& message) const {
-  fmt::print(stderr, "vematrix {}: {}\n", command, message);
+  say("vematrix " + command + ": " + message);
   if (console != nullptr && m_json) {
     const Json document = {{"command", command}, {"exit_code", int(code)}, {"error", message}};
     console->write(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
@@ -59,6 +74,7 @@ int Program::runCommand(const CLI::App& command, const Command& run) {
   try {
     console = std::make_unique<Console>(m_trace, m_json);
     const Outcome outcome = run(*console);
+    console->finishTrace();
     if (m_json) {
       Json document = {{"command", name}, {"exit_code", int(outcome.code)}};
       document.update(outcome.json);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "Commands.h"
+#include "Console.h"
 #include "Program.h"
 #include "models/io/OutputFile.h"
 
@@ -17,6 +18,7 @@ extern "C" void endBySignal(int signal) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  vematrix::cli::occupyClosedDescriptors();
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, endBySignal);
   vematrix::cli::Program program;
   vematrix::cli::addCommands(program);
