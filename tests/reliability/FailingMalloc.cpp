@@ -34,7 +34,8 @@ bool belongsToMathLibrary(const void* caller) {
   if (dladdr(caller, &info) == 0 || info.dli_fname == nullptr) return false;
   return std::strstr(info.dli_fname, "libmkl") != nullptr ||
          std::strstr(info.dli_fname, "libgomp") != nullptr ||
-         std::strstr(info.dli_fname, "openblas") != nullptr;
+         std::strstr(info.dli_fname, "openblas") != nullptr ||
+         std::strstr(info.dli_fname, "liblapack") != nullptr;
 }
 
 bool mustFail(const void* caller) {

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "../math/resize.h"
 #include "DumpFile.h"
 
 namespace Vessa {
@@ -11,14 +12,6 @@ namespace {
 
 void CheckShape(int rows, int cols) {
   if (rows < 0 || cols < 0) throw std::bad_alloc();
-}
-
-// Eigen's resize frees first and would keep the freed pointer when the allocation throws; from an empty
-// matrix it is safe.
-template <class Inner>
-void Reallocate(Inner& m, Eigen::Index rows, Eigen::Index cols) {
-  Inner().swap(m);
-  m.resize(rows, cols);
 }
 
 }  // namespace
@@ -48,7 +41,7 @@ CMatrix<Layout>::CMatrix(const Eigen::MatrixXd& m) : m_m(m) {}
 
 template <int Layout>
 CMatrix<Layout>& CMatrix<Layout>::operator=(const CMatrix& b) {
-  if (NumRows() != b.NumRows() || NumCols() != b.NumCols()) Reallocate(m_m, b.m_m.rows(), b.m_m.cols());
+  math::Resize(m_m, b.m_m.rows(), b.m_m.cols());
   m_m = b.m_m;
   return *this;
 }
@@ -78,7 +71,7 @@ template <int Layout>
 bool CMatrix<Layout>::SetSize(int rows, int cols) {
   if (rows == NumRows() && cols == NumCols()) return true;
   CheckShape(rows, cols);
-  Reallocate(m_m, rows, cols);
+  math::Resize(m_m, rows, cols);
   m_m.setZero();
   return true;
 }

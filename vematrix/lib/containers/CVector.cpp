@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "../math/resize.h"
 #include "AlignedMemory.h"
 #include "DumpFile.h"
 
@@ -13,14 +14,6 @@ namespace {
 Eigen::Index CheckedSize(long long n) {
   if (n < 0) throw std::bad_alloc();
   return static_cast<Eigen::Index>(n);
-}
-
-// Eigen's resize frees first and would keep the freed pointer when the allocation throws; from an empty
-// vector it is safe.
-void Reallocate(Eigen::VectorXd& v, Eigen::Index n) {
-  if (v.size() == n) return;
-  Eigen::VectorXd().swap(v);
-  v.resize(n);
 }
 
 }  // namespace
@@ -38,7 +31,7 @@ CVector::CVector(CVector&& b) noexcept {
 CVector::~CVector() = default;
 
 CVector& CVector::operator=(const CVector& b) {
-  Reallocate(m_v, b.m_v.size());
+  math::Resize(m_v, b.m_v.size(), 1);
   m_v = b.m_v;
   return *this;
 }
@@ -112,7 +105,7 @@ int CVector::NumDof() const {
   return Size();
 }
 void CVector::SetSize(int n) {
-  Reallocate(m_v, CheckedSize(n));
+  math::Resize(m_v, CheckedSize(n), 1);
 }
 
 bool CVector::SetNumDof(int n) {

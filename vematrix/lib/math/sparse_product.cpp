@@ -7,6 +7,7 @@
 
 #include "../math/SparseProductKernels.h"
 #include "../math/parallel.h"
+#include "../math/resize.h"
 #include "../math/threads.h"
 #ifdef VEMATRIX_MATH_MKL
 #include <mkl_spblas.h>
@@ -110,7 +111,7 @@ void symProduct(const Eigen::SparseMatrix<double, 0, int>& A, int columns, const
 }
 
 void symProduct(const Eigen::SparseMatrix<double, 0, int>& A, const Eigen::MatrixXd& X, Eigen::MatrixXd& Y) {
-  Y.resize(X.rows(), X.cols());
+  Resize(Y, X.rows(), X.cols());
   symProduct(A, int(X.cols()), X.data(), int(X.rows()), Y.data(), int(Y.rows()));
 }
 

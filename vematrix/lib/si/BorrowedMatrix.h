@@ -24,7 +24,8 @@ public:
   /// Puts a compressed copy in the place of the original, which is kept.
   void detach() {
     if (m_changed) return;
-    Sparse copy = m_matrix;
+    Sparse copy;
+    copy = m_matrix;  // a construction that runs out of memory would leak
     copy.makeCompressed();
     m_matrix.swap(m_original);
     m_matrix.swap(copy);

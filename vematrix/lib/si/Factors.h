@@ -2,6 +2,7 @@
 #include <Eigen/SparseCore>
 #include <memory>
 
+#include "../math/resize.h"
 #include "../si/Stopwatch.h"
 #include "../si/SubspaceSteps.h"
 #include "../si/si_types.h"
@@ -30,7 +31,7 @@ public:
   /// X ← matrix⁻¹·B, X being resized; false when the solver fails.
   bool solve(const Eigen::MatrixXd& B, Eigen::MatrixXd& X) {
     const Stopwatch time(m_spent.solve);
-    X.resize(B.rows(), B.cols());
+    Vessa::Matrix::math::Resize(X, B.rows(), B.cols());
     return SolveMulti(*m_solver, B, X);
   }
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "../math/lapack.h"
+#include "../math/resize.h"
 #include "../math/sparse_product.h"
 #include "../si/RotatedColumns.h"
 #include "../si/Stopwatch.h"
@@ -102,15 +103,14 @@ bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, MatrixX
 /// `known` is used up: the next projection forms it again.
 void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& known, int repetition) {
   const Stopwatch time(m_solver.spent.product);
-  if (repetition == 0 && m_rhsKnown) {
-    if (m_converged == 0)
-      m_rhs.swap(known);
-    else
-      m_rhs = known.rightCols(open());
+  const bool isKnown = repetition == 0 && m_rhsKnown;
+  if (isKnown && m_converged == 0) return m_rhs.swap(known);
+  math::Resize(m_rhs, m_solver.n, open());
+  if (isKnown) {
+    m_rhs = known.rightCols(open());
     return;
   }
   const double* columns = repetition == 0 ? m_solver.X.col(m_converged).data() : m_solution.data();
-  m_rhs.resize(m_solver.n, open());
   math::symProduct(multiplied, open(), columns, m_solver.n, m_rhs.data(), m_solver.n);
 }
 

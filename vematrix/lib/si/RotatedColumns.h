@@ -2,6 +2,7 @@
 #include <Eigen/Core>
 #include <algorithm>
 
+#include "../math/resize.h"
 #include "../math/tall_products.h"
 
 namespace si {
@@ -28,7 +29,7 @@ private:
     const int n = int(m_T.rows()), p = int(m_T.cols());
     const int width = std::min({std::max(2, 2 * int(m_block.cols())), 8, int(m_Q->cols()) - first});
     m_first = first;
-    m_block.resize(n, width);
+    math::Resize(m_block, n, width);
     math::tallProduct(n, p, width, m_T.data(), n, m_Q->col(first).data(), p, m_block.data(), n);
   }
 

@@ -9,6 +9,7 @@
 
 #include "../math/blas.h"
 #include "../math/lapack.h"
+#include "../math/resize.h"
 #include "../math/tall_products.h"
 
 namespace si {
@@ -167,7 +168,8 @@ void scaleByLargestEntries(MatrixXd& Y) {
 }
 
 void project(const MatrixXd& X, const MatrixXd& T, MatrixXd& H) {
-  H.setZero(X.cols(), X.cols());
+  math::Resize(H, X.cols(), X.cols());
+  H.setZero();
   math::tallGram(rowsOf(X), columnsOf(X), X.data(), rowsOf(X), T.data(), rowsOf(T), H.data(), columnsOf(X));
 }
 
@@ -193,7 +195,7 @@ void permutePairs(const std::vector<int>& order, std::vector<double>& values, Ma
 }
 
 void multiply(const MatrixXd& X, const MatrixXd& Q, MatrixXd& result) {
-  result.resize(X.rows(), Q.cols());
+  math::Resize(result, X.rows(), Q.cols());
   math::tallProduct(rowsOf(X), columnsOf(X), columnsOf(Q), X.data(), rowsOf(X), Q.data(), rowsOf(Q),
                     result.data(), rowsOf(result));
 }
@@ -239,7 +241,8 @@ void subtractScaled(Sparse& A, double s, const Sparse& B) {
     subtractInPlace(A, s, B);
     return;
   }
-  Sparse difference = A - s * B;
+  Sparse difference;
+  difference = A - s * B;
   difference.makeCompressed();
   A.swap(difference);
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "../math/resize.h"
 #include "../si/ShiftRules.h"
 #include "../si/SubspaceSteps.h"
 
@@ -63,7 +64,7 @@ void gep11::SetProgress(si::ProgressCallback callback) {
 }
 
 bool gep11::initSubspaceVectors() {
-  X.resize(n, p);
+  Vessa::Matrix::math::Resize(X, n, p);
   std::srand(0);
   drawStartVectors(X, true);
   return true;

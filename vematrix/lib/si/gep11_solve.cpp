@@ -97,7 +97,8 @@ si::Status gep11::solve_imp_orth_copy() {
   Vessa::Matrix::math::invokeBoth(
       std::size_t(std::min(A->nonZeros(), B->nonZeros())), [this] { normA = exactOneNorm(*A); },
       [this] { normB = exactOneNorm(*B); });
-  Sparse shiftedCopy = *A;
+  Sparse shiftedCopy;
+  shiftedCopy = *A;  // a construction that runs out of memory would leak
   Iteration iteration(*this, shiftedCopy, shift, Iteration::RightHandSide::BX);
   iteration.printSizes("");
   iteration.shiftBySigma();

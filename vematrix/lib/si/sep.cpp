@@ -5,6 +5,7 @@
 #include <iostream>
 #include <utility>
 
+#include "../math/resize.h"
 #include "../math/sparse_product.h"
 #include "../si/ShiftRules.h"
 #include "../si/SubspaceSteps.h"
@@ -87,7 +88,7 @@ void sep::residuals(const double& tol, std::vector<double>& out) {
 }
 
 bool sep::initSubspaceVectors() {
-  m_S.resize(n, p);
+  math::Resize(m_S, n, p);
   drawStartVectors(m_S, false);
   return true;
 }

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "../math/lapack.h"
+#include "../math/resize.h"
 #include "../math/sparse_product.h"
 #include "../si/BorrowedMatrix.h"
 #include "../si/Factors.h"
@@ -127,7 +128,8 @@ bool sep::Iteration::solveProjection() {
   }
   const Stopwatch time(m_s.spent.projection);
   project(m_s.m_S, m_AS, m_H);
-  m_Q.setZero(m_s.p, m_s.p);
+  math::Resize(m_Q, m_s.p, m_s.p);
+  m_Q.setZero();
   int found = 0;
   std::vector<double> theta(std::size_t(m_s.p));
   const int info = math::dsyevr(m_s.p, m_H.data(), m_s.p, kEpsilon, found, theta.data(), m_Q.data(), m_s.p);

@@ -31,13 +31,13 @@ CSolnMatrix::CSolnMatrix(const CSolnMatrix& b)
       m_pattern(b.m_pattern),
       m_comp(b.m_comp),
       m_terms(std::make_unique<TermStaging>(*b.m_terms)),
-      m_sparse(b.m_sparse),
-      m_saved(b.m_saved),
       m_triplets(std::make_unique<TermStaging>(*b.m_triplets)),
       m_pardiso(b.m_pardiso),
       m_threads(b.m_threads),
       m_file(b.m_file),
       m_fileName(b.m_fileName) {
+  m_sparse = b.m_sparse;  // a construction that runs out of memory would leak
+  m_saved = b.m_saved;
   m_pardiso.rebind(m_sparse);
 }
 

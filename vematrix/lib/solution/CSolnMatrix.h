@@ -201,8 +201,9 @@ public:
   /// Reduce comes first (method 6 factorises by itself, indefinite, when it has no factors, and puts the
   /// number of threads into the report's note). 0.0 for methods without an engine and without dofs. The signs
   /// that the estimate starts with are random numbers shared by all objects: two calls may differ, and two
-  /// threads must not call at once. Writes its trace lines to standard output. Cost: at most ten products and
-  /// ten solves with four vectors. Source: si/OneNormEst.h.
+  /// threads must not call at once. A solve of method 6 that fails is told at level 2 of the report: the
+  /// figure is of no use then. Writes its trace lines to standard output. Cost: at most ten products and ten
+  /// solves with four vectors. Source: si/OneNormEst.h.
   double CondEst();
 
   /// Trustworthy estimate of the condition number ‖K‖₁·‖K⁻¹‖₁ after Reduce, by the block algorithm as
@@ -214,8 +215,8 @@ public:
   /// what is multiplied). Method 6 factorises by itself, indefinite, when it has no factors.
   /// @return 0.0 for methods without an engine, without dofs, and with "CondEstRefined: the matrix is not
   /// reduced" at
-  ///         level 2 of the report when there are no factors; NaN or infinity when the factors hold such
-  ///         values
+  ///         level 2 of the report when there are no factors, or "CondEstRefined: a solve failed" when method
+  ///         6 could not solve; NaN or infinity when the factors hold such values
   /// Cost: at most nine products and nine solves with eight vectors.
   /// Source: Higham and Tisseur, SIAM J. Matrix Anal. Appl. 21 (2000) 1185-1201, algorithm 2.4.
   double CondEstRefined();
@@ -242,6 +243,7 @@ private:
   std::FILE* Stream() const;
   void DropOpenFile();
   bool WritePardiso(bool dense);
+  double RefinedEstimateByPardiso();
 
   CReport* m_log;
   SolMethod m_method;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <random>
 #include <sstream>
+#include <type_traits>
 
 #include "../math/threads.h"
 #include "../si/OneNormEst.h"
@@ -19,7 +20,7 @@ namespace {
 std::mt19937 signs;
 
 template <class Product, class Solve>
-double Estimate(int n, int t, Product product, Solve solve) {
+double Estimate(int n, int t, Product product, Solve&& solve) {
   si::OneNormEstParams params = {n, t};
   double normA = 0.0, normInv = 0.0;
   si::OneNormEst(params, product, product, normA, signs);
@@ -39,13 +40,21 @@ void NoteThreads(CReport* report) {
 constexpr int kRefinedBlock = 8;
 
 template <class Product, class Solve>
-double RefinedEstimate(int n, Product product, Solve solve) {
+double RefinedEstimate(int n, Product product, Solve&& solve) {
   const double normA = norm::RefinedNormEst<Product>(n, kRefinedBlock, product).Run();
-  const double normInv = norm::RefinedNormEst<Solve>(n, kRefinedBlock, solve).Run();
+  const double normInv = norm::RefinedNormEst<std::decay_t<Solve>>(n, kRefinedBlock, solve).Run();
   return normA * normInv;
 }
 
 }  // namespace
+
+double CSolnMatrix::RefinedEstimateByPardiso() {
+  norm::PardisoSolve solve(m_pardiso, false);
+  const double estimate = RefinedEstimate(NumDof(), norm::SparseProduct(m_sparse), solve);
+  if (solve.solved()) return estimate;
+  Log(2, "CondEstRefined: a solve failed");
+  return 0.0;
+}
 
 double CSolnMatrix::CondEst() {
   const TraceScope trace("Vessa::Matrix::CSolnMatrix::CondEst");
@@ -55,10 +64,14 @@ double CSolnMatrix::CondEst() {
       return Estimate(n, t, norm::SkylineProduct(m_skyline), norm::SkylineSolve(m_skyline));
     case SolCompColumn:
       return Estimate(n, t, norm::CompColumnProduct(m_comp), norm::CompColumnSolve(m_comp));
-    case SolPardiso:
+    case SolPardiso: {
       NoteThreads(m_log);
       if (!m_pardiso.isFactorized()) m_pardiso.factorize(false);
-      return Estimate(n, t, norm::SparseProduct(m_sparse), norm::PardisoSolve(m_pardiso, false));
+      norm::PardisoSolve solve(m_pardiso, false);
+      const double estimate = Estimate(n, t, norm::SparseProduct(m_sparse), solve);
+      if (!solve.solved()) Log(2, "CondEst: a solve failed, the estimate is of no use");
+      return estimate;
+    }
     default:
       return 0.0;
   }
@@ -75,7 +88,7 @@ double CSolnMatrix::CondEstRefined() {
       return RefinedEstimate(n, norm::CompColumnProduct(m_comp), norm::CompColumnSolve(m_comp));
     case SolPardiso:
       if (!m_pardiso.isFactorized() && !m_pardiso.factorize(false)) break;
-      return RefinedEstimate(n, norm::SparseProduct(m_sparse), norm::PardisoSolve(m_pardiso, false));
+      return RefinedEstimateByPardiso();
     default:
       return 0.0;
   }

@@ -14,6 +14,20 @@ namespace Matrix {
 
 using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
+namespace {
+
+// target ← source. Out of memory, target is empty: Eigen's own assignment could leave it without its index.
+void Copy(const Sparse& source, Sparse& target) {
+  try {
+    target = source;
+  } catch (...) {
+    Sparse().swap(target);
+    throw;
+  }
+}
+
+}  // namespace
+
 std::FILE* CSolnMatrix::Stream() const {
   return m_file != nullptr ? m_file->stream : nullptr;
 }
@@ -70,7 +84,7 @@ bool CSolnMatrix::Write(bool dense) {
 
 bool CSolnMatrix::WritePardiso(bool dense) {
   if (dense) return write_dense_file();
-  m_saved = m_sparse;
+  Copy(m_sparse, m_saved);
   m_saved.makeCompressed();
   const bool unfinished = Stream() != nullptr;
   if (write_mm_file()) return true;
@@ -90,7 +104,7 @@ bool CSolnMatrix::Read() {
       if (!ok) DropOpenFile();
       break;
     case SolPardiso:
-      m_sparse = m_saved;
+      Copy(m_saved, m_sparse);
       ok = true;
       break;
     default:
@@ -168,7 +182,8 @@ std::size_t WidestText(const Sparse& a) {
 // Dense text as Eigen prints matrices: columns of equal width, a blank between them, no line end after the
 // last row.
 void WriteDense(std::ostream& out, const Sparse& a) {
-  const Eigen::SparseMatrix<double, Eigen::RowMajor, int> byRows(a);
+  Eigen::SparseMatrix<double, Eigen::RowMajor, int> byRows;
+  byRows = a;
   const int width = static_cast<int>(WidestText(a));
   for (int r = 0; r < byRows.rows() && out; ++r) {
     if (r != 0) out << '\n';

@@ -124,7 +124,8 @@ void CSolnMatrix::ShiftPardisoByDiagonal(const CSolnMatrix& M, double s) {
   if (missing.empty()) return;
   Sparse added(m_sparse.rows(), m_sparse.cols());
   added.setFromTriplets(missing.begin(), missing.end());
-  Sparse sum = m_sparse + added;
+  Sparse sum;
+  sum = m_sparse + added;
   sum.makeCompressed();
   sum.swap(m_sparse);
 }
@@ -137,7 +138,8 @@ void CSolnMatrix::ShiftPardiso(const CSolnMatrix& M, double s) {
     for (Eigen::Index t = 0, end = m_sparse.nonZeros(); t < end; ++t) k[t] -= s * m[t];
     return;
   }
-  Sparse shifted = m_sparse - s * M.m_sparse;
+  Sparse shifted;
+  shifted = m_sparse - s * M.m_sparse;
   shifted.makeCompressed();
   shifted.swap(m_sparse);
 }

@@ -97,15 +97,19 @@ private:
 class PardisoSolve {
 public:
   /// @param announce  whether ok() reports a failed solve; otherwise it is always true
-  PardisoSolve(Pardiso& solver, bool announce) : m_solver(solver), m_announce(announce), m_solved(true) {}
-  void operator()(const Eigen::MatrixXd& X, Eigen::MatrixXd& Y) { m_solved = SolveMulti(m_solver, X, Y); }
+  PardisoSolve(Pardiso& solver, bool announce) : m_solver(solver), m_announce(announce) {}
+  void operator()(const Eigen::MatrixXd& X, Eigen::MatrixXd& Y) {
+    m_solved = SolveMulti(m_solver, X, Y);
+    m_allSolved = m_allSolved && m_solved;
+  }
   bool ok() const { return m_solved || !m_announce; }
-  /// Whether the last solve succeeded.
-  bool solved() const { return m_solved; }
+  /// Whether every solve succeeded up to now; after one that failed the estimate is of no use.
+  bool solved() const { return m_allSolved; }
 
 private:
   Pardiso& m_solver;
-  bool m_announce, m_solved;
+  bool m_announce;
+  bool m_solved = true, m_allSolved = true;
 };
 
 }  // namespace norm

@@ -54,6 +54,7 @@ std::string partName(const std::string& path) {
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path) : m_path(path) {
+  m_buffer.reserve(kBufferSize + 64);  // all memory first: what is open then has no destructor yet
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(path, ignored);
   if (std::filesystem::is_directory(status)) throw FileError(path, "cannot be written: it is a directory");
@@ -67,7 +68,6 @@ OutputFile::OutputFile(const std::string& path) : m_path(path) {
     freeSlot(m_slot);
     throw FileError(path, std::string("cannot be created: ") + std::strerror(error));
   }
-  m_buffer.reserve(kBufferSize + 64);
 }
 
 OutputFile::~OutputFile() {
