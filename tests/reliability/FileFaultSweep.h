@@ -2,6 +2,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <iostream>
 #include <string>
 
@@ -129,9 +130,9 @@ inline void Sweep(const std::string& what, std::initializer_list<failing_files::
   EXPECT_GT(counts.faults, 0);
 }
 
-constexpr auto Writing = {failing_files::Fault::Error, failing_files::Fault::Short,
-                          failing_files::Fault::Interrupted, failing_files::Fault::Full};
-constexpr auto Reading = {failing_files::Fault::Error, failing_files::Fault::Short,
-                          failing_files::Fault::Interrupted, failing_files::Fault::Shrunk};
+inline constexpr auto Writing = {failing_files::Fault::Error, failing_files::Fault::Short,
+                                 failing_files::Fault::Interrupted, failing_files::Fault::Full};
+inline constexpr auto Reading = {failing_files::Fault::Error, failing_files::Fault::Short,
+                                 failing_files::Fault::Interrupted, failing_files::Fault::Shrunk};
 
 }  // namespace reliability

@@ -23,8 +23,8 @@ using reliability::Scenario;
 using reliability::SweepWithoutLeaks;
 using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
-constexpr int order = 16;
-constexpr int wanted = 3;
+constexpr int order = 12;
+constexpr int wanted = 2;
 constexpr double tolerance = 1e-9;
 
 // A chain of unit springs, fixed at the left end: eigenvalue number k = 1, 2, ... of its stiffness.
@@ -82,7 +82,7 @@ struct Pencil {
   // The explicit iteration works on B⁻¹A from the far end of the spectrum: its roles are exchanged.
   Pencil(Algorithm how, PardisoEngine engine, double from) : shift(from), algorithm(how) {
     const bool exchanged = how == Algorithm::Explicit;
-    solver = std::make_unique<si::gep11>(exchanged ? m : k, exchanged ? k : m, wanted, 8, tolerance, shift,
+    solver = std::make_unique<si::gep11>(exchanged ? m : k, exchanged ? k : m, wanted, 6, tolerance, shift,
                                          exchanged ? si::SHIFT_NONE : si::SHIFT_AGGRESSIVE, 60);
     EXPECT_TRUE(solver->SetEngine(engine));
   }
@@ -151,7 +151,7 @@ struct Standard {
   si::sep solver;
 
   Standard(si::EVAL_LOCATION end, PardisoEngine engine)
-      : solver(a, wanted, 12, end, 1e-8, shift, si::SHIFT_AGGRESSIVE, 400), m_end(end) {
+      : solver(a, wanted, 8, end, 1e-8, shift, si::SHIFT_AGGRESSIVE, 400), m_end(end) {
     EXPECT_TRUE(solver.SetEngine(engine));
   }
 
