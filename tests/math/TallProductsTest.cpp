@@ -44,17 +44,20 @@ TEST_P(TallProducts, GramMatchesTheReference) {
   const int n = GetParam();
   for (int k : {1, 2, 3, 4, 5, 7, 8, 11, 20}) {
     const MatrixXd X = randomBlock(n + 3, k, 1), T = X * randomBlock(k, k, 2);
-    MatrixXd H = MatrixXd::Constant(k + 1, k, kNan), expected = H;
-
-    math::tallGram(n, k, X.data(), n + 3, T.data(), n + 3, H.data(), k + 1);
+    MatrixXd expected = MatrixXd::Constant(k + 1, k, kNan);
     math::tallGramReference(n, k, X.data(), n + 3, T.data(), n + 3, expected.data(), k + 1);
 
-    for (int j = 0; j < k; ++j) {
-      for (int i = 0; i <= k; ++i) {
-        if (i < j || i == k)
-          EXPECT_TRUE(std::isnan(H(i, j))) << "outside the lower triangle";
-        else
-          EXPECT_NEAR(H(i, j), expected(i, j), k * roundingOf(n)) << n << " rows, " << k << " columns";
+    for (const math::SimdLevel level : {math::SimdLevel::Baseline, math::simdLevel()}) {
+      MatrixXd H = MatrixXd::Constant(k + 1, k, kNan);
+      math::tallGram(level, n, k, X.data(), n + 3, T.data(), n + 3, H.data(), k + 1);
+
+      for (int j = 0; j < k; ++j) {
+        for (int i = 0; i <= k; ++i) {
+          if (i < j || i == k)
+            EXPECT_TRUE(std::isnan(H(i, j))) << "outside the lower triangle";
+          else
+            EXPECT_NEAR(H(i, j), expected(i, j), k * roundingOf(n)) << n << " rows, " << k << " columns";
+        }
       }
     }
   }
@@ -65,13 +68,16 @@ TEST_P(TallProducts, ProductMatchesTheReference) {
   for (int k : {1, 2, 5, 8, 20}) {
     for (int m : {1, 2, 3, 4, 5, 8, 9, 13, 20}) {
       const MatrixXd X = randomBlock(n + 3, k, 1), Q = randomBlock(k + 2, m, 2);
-      MatrixXd R = MatrixXd::Constant(n + 1, m, 7.0), expected = R;
-
-      math::tallProduct(n, k, m, X.data(), n + 3, Q.data(), k + 2, R.data(), n + 1);
+      MatrixXd expected = MatrixXd::Constant(n + 1, m, 7.0);
       math::tallProductReference(n, k, m, X.data(), n + 3, Q.data(), k + 2, expected.data(), n + 1);
 
-      EXPECT_LE((R - expected).cwiseAbs().maxCoeff(), roundingOf(k)) << n << ", " << k << ", " << m;
-      EXPECT_TRUE((R.row(n).array() == 7.0).all()) << "the row below is not written";
+      for (const math::SimdLevel level : {math::SimdLevel::Baseline, math::simdLevel()}) {
+        MatrixXd R = MatrixXd::Constant(n + 1, m, 7.0);
+        math::tallProduct(level, n, k, m, X.data(), n + 3, Q.data(), k + 2, R.data(), n + 1);
+
+        EXPECT_LE((R - expected).cwiseAbs().maxCoeff(), roundingOf(k)) << n << ", " << k << ", " << m;
+        EXPECT_TRUE((R.row(n).array() == 7.0).all()) << "the row below is not written";
+      }
     }
   }
 }

@@ -8,7 +8,6 @@
 #include "../math/TallKernels.h"
 #include "../math/blas.h"
 #include "../math/parallel.h"
-#include "../math/sparse_product.h"
 #include "../math/threads.h"
 
 namespace Vessa {
@@ -47,12 +46,17 @@ void forPieces(int n, int columns, const PieceWork& work) {
 }  // namespace
 
 void tallGram(int n, int k, const double* X, int ldx, const double* T, int ldt, double* H, int ldh) {
+  tallGram(simdLevel(), n, k, X, ldx, T, ldt, H, ldh);
+}
+
+void tallGram(SimdLevel level, int n, int k, const double* X, int ldx, const double* T, int ldt, double* H,
+              int ldh) {
   if (k <= 0) return;
   const std::size_t size = std::size_t(k) * std::size_t(k);
   std::vector<double> parts(std::size_t(std::max(1, pieces(n))) * size, 0.0);
   forPieces(n, k, [&](int piece, int first, int rows) {
     double* part = parts.data() + std::size_t(piece) * size;
-    if (simdLevel() == SimdLevel::Avx512)
+    if (level == SimdLevel::Avx512)
       addGramAvx512(rows, k, X + first, ldx, T + first, ldt, part, k);
     else
       dgemmtLower(k, rows, 1.0, X + first, ldx, T + first, ldt, 0.0, part, k);
@@ -69,9 +73,14 @@ void tallGram(int n, int k, const double* X, int ldx, const double* T, int ldt, 
 
 void tallProduct(int n, int k, int m, const double* X, int ldx, const double* Q, int ldq, double* R,
                  int ldr) {
+  tallProduct(simdLevel(), n, k, m, X, ldx, Q, ldq, R, ldr);
+}
+
+void tallProduct(SimdLevel level, int n, int k, int m, const double* X, int ldx, const double* Q, int ldq,
+                 double* R, int ldr) {
   if (m <= 0) return;
   forPieces(n, std::max(k, m), [&](int, int first, int rows) {
-    if (simdLevel() == SimdLevel::Avx512)
+    if (level == SimdLevel::Avx512)
       productAvx512(rows, k, m, X + first, ldx, Q, ldq, R + first, ldr);
     else
       dgemm(Transpose::No, Transpose::No, rows, m, k, 1.0, X + first, ldx, Q, ldq, 0.0, R + first, ldr);

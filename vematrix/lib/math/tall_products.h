@@ -1,4 +1,5 @@
 #pragma once
+#include "../math/sparse_product.h"
 
 /// \file
 /// Products with tall blocks: n rows, a vector per column, far fewer columns than rows; all column-major,
@@ -19,6 +20,13 @@ void tallProduct(int n, int k, int m, const double* X, int ldx, const double* Q,
 /// X ← X·U⁻¹ by substitution for X n × k and the upper triangle U (k × k, its own diagonal); below the
 /// diagonal U is not read. A zero on the diagonal divides by zero. Work: n·k² operations.
 void tallDivide(int n, int k, const double* U, int ldu, double* X, int ldx);
+
+/// The same with the instruction set chosen by the caller (one the processor runs): AVX-512 has kernels of
+/// its own, the others go through BLAS.
+void tallGram(SimdLevel level, int n, int k, const double* X, int ldx, const double* T, int ldt, double* H,
+              int ldh);
+void tallProduct(SimdLevel level, int n, int k, int m, const double* X, int ldx, const double* Q, int ldq,
+                 double* R, int ldr);
 
 /// The definitions: the sums of the formulas, straight from left to right.
 void tallGramReference(int n, int k, const double* X, int ldx, const double* T, int ldt, double* H, int ldh);
