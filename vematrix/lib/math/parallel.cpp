@@ -1,6 +1,9 @@
 #include "../math/parallel.h"
 
+#include <algorithm>
+
 #include "../math/thread_team.h"
+#include "../math/threads.h"
 
 namespace Vessa {
 namespace Matrix {
@@ -13,7 +16,7 @@ void invokeBoth(std::size_t doublesPerTask, const std::function<void()>& first,
     second();
     return;
   }
-  ForEachPiece(2, 2, [&](int piece, int) { piece == 0 ? first() : second(); });
+  ForEachPiece(std::min(2, GetMaxThreads()), 2, [&](int piece, int) { piece == 0 ? first() : second(); });
 }
 
 }  // namespace math
