@@ -118,7 +118,7 @@ private:
   }
 
   const long m_process;
-  Keeper* const m_before;  ///< that of the parent process: still reachable, never used
+  [[maybe_unused]] Keeper* const m_before;  ///< that of the parent process: still reachable, never used
 
   std::mutex m_mutex;
   std::condition_variable m_called, m_left;
