@@ -30,10 +30,11 @@ inline std::string slurp(const std::string& path) {
 }
 
 /// Runs the program through a shell with its output in files, as a pipe would see it.
-inline ProgramRun runProgram(const std::string& arguments) {
+/// @param before  shell commands in front of it, such as "ulimit -v 100000 && "
+inline ProgramRun runProgram(const std::string& arguments, const std::string& before = "") {
   const TempFolder folder;
-  const std::string command =
-      "'" VEMATRIX_PROGRAM "' " + arguments + " >'" + folder.Path("out") + "' 2>'" + folder.Path("err") + "'";
+  const std::string command = before + "'" VEMATRIX_PROGRAM "' " + arguments + " >'" + folder.Path("out") +
+                              "' 2>'" + folder.Path("err") + "'";
   const int status = std::system(command.c_str());
   ProgramRun run;
   run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -211,17 +210,8 @@ TEST_F(Properties, APermutedStructureGivesThePermutedAnswer) {
     SCOPED_TRACE("seed " + std::to_string(run));
     const SpringNetwork network = MakeSpringNetwork(static_cast<unsigned>(run), /*floating=*/false);
     const std::vector<double> load = Load(network.n, static_cast<unsigned>(run));
-    std::vector<int> number(static_cast<std::size_t>(network.n));
-    std::iota(number.begin(), number.end(), 1);
-    Dice dice(static_cast<unsigned>(run) + 5u);
-    for (int i = network.n - 1; i > 0; --i) {
-      std::swap(number[static_cast<std::size_t>(i)], number[static_cast<std::size_t>(dice.Below(i + 1))]);
-    }
-    std::vector<Term> permuted;
-    for (const Term& t : network.terms) {
-      const int i = number[static_cast<std::size_t>(t.i) - 1], j = number[static_cast<std::size_t>(t.j) - 1];
-      permuted.push_back({std::min(i, j), std::max(i, j), t.value});
-    }
+    const std::vector<int> number = RandomNumbering(network.n, static_cast<unsigned>(run) + 5u);
+    const std::vector<Term> permuted = Renumbered(network.terms, number);
     std::vector<double> permutedLoad(load.size());
     for (std::size_t i = 0; i < load.size(); ++i)
       permutedLoad[static_cast<std::size_t>(number[i]) - 1] = load[i];

@@ -1,6 +1,9 @@
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 #include "support/RandomMatrix.h"
@@ -99,6 +102,28 @@ inline SpringNetwork MakeSpringNetwork(unsigned seed, bool floating) {
 /// The same terms with every place once, as the residual helpers want them.
 inline std::vector<test_support::Term> Merged(int n, const std::vector<test_support::Term>& terms) {
   return test_support::TermsOfLower(test_support::LowerTriangle(n, terms));
+}
+
+/// A random permutation of 1..n: number[i - 1] is the new number of dof i.
+inline std::vector<int> RandomNumbering(int n, unsigned seed) {
+  std::vector<int> number(static_cast<std::size_t>(n));
+  std::iota(number.begin(), number.end(), 1);
+  Dice dice(seed);
+  for (int i = n - 1; i > 0; --i) {
+    std::swap(number[static_cast<std::size_t>(i)], number[static_cast<std::size_t>(dice.Below(i + 1))]);
+  }
+  return number;
+}
+
+/// The terms of the renumbered structure, upper triangle again.
+inline std::vector<test_support::Term> Renumbered(const std::vector<test_support::Term>& terms,
+                                                  const std::vector<int>& number) {
+  std::vector<test_support::Term> renumbered;
+  for (const test_support::Term& t : terms) {
+    const int i = number[static_cast<std::size_t>(t.i) - 1], j = number[static_cast<std::size_t>(t.j) - 1];
+    renumbered.push_back({std::min(i, j), std::max(i, j), t.value});
+  }
+  return renumbered;
 }
 
 }  // namespace properties

@@ -32,6 +32,7 @@ UpperMatrix identity(int n) {
 /// One run of the eigensolver, its wanted vectors whether or not its own test was met.
 struct Run {
   si::Status status = si::STATUS_OK;
+  std::string shortage;  ///< of memory, with the figures
   int converged = 0, iterations = 0;
   Eigen::MatrixXd vectors;
   si::SolveTimes times;
@@ -59,6 +60,7 @@ Run runSolver(const UpperMatrix& matrix, const EigOptions& options, double shift
   run.converged = std::min(solver.get_numpairs_converged(), options.eigen.count);
   run.iterations = solver.opCount()[1];
   run.times = solver.times();
+  run.shortage = solver.shortage();
   std::vector<double> values;
   solver.get_eigenpairs(values, run.vectors);
   run.vectors.conservativeResize(Eigen::NoChange, options.eigen.count);
@@ -160,6 +162,7 @@ Outcome eig(Console& console, const EigOptions& given) {
   }
   ok = ok && good == options.eigen.count && (!options.eigen.check || missed.sure);
   std::string trouble = statusText(run.status);
+  if (!run.shortage.empty()) trouble += ": not enough memory, " + run.shortage;
   if (trouble.empty() && good < options.eigen.count)
     trouble =
         fmt::format("{} of {} pairs converged in {} iterations", good, options.eigen.count, run.iterations);

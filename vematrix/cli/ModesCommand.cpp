@@ -33,6 +33,7 @@ struct ModesOptions {
 /// One run of the eigensolver.
 struct Run {
   si::Status status = si::STATUS_OK;
+  std::string shortage;  ///< of memory, with the figures
   int converged = 0, iterations = 0, negative = 0;
   si::SolveTimes times;
   std::vector<double> history;  ///< pairs converged at the beginning of every iteration
@@ -79,6 +80,7 @@ public:
     run.iterations = solver.opCount()[1];
     run.negative = solver.negative_evals();
     run.times = solver.times();
+    run.shortage = solver.shortage();
     std::vector<double> values;
     solver.get_eigenpairs(values, run.vectors);
     if (!keepAll) run.vectors.conservativeResize(Eigen::NoChange, run.converged);
@@ -243,6 +245,7 @@ Outcome modes(Console& console, const ModesOptions& given) {
       seconds(preparing), seconds(solving), seconds(run.times.factor), seconds(run.times.solve),
       seconds(checking));
   std::string trouble = statusText(run.status);
+  if (!run.shortage.empty()) trouble += ": not enough memory, " + run.shortage;
   if (trouble.empty() && run.converged < options.eigen.count)
     trouble = fmt::format("{} of {} modes converged in {} iterations", run.converged, options.eigen.count,
                           options.eigen.maxIterations);

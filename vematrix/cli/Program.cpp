@@ -58,6 +58,16 @@ int Program::run(int argc, char** argv) {
   return ExitMisuse;
 }
 
+namespace {
+
+/// The library's own refusals name the figures, a plain failed allocation has nothing to say.
+std::string shortageText(const std::bad_alloc& error) {
+  const std::string text = error.what();
+  return text.find(" needs ") == std::string::npos ? "not enough memory" : "not enough memory: " + text;
+}
+
+}  // namespace
+
 int Program::report(Console* console, const std::string& command, ExitCode code,
                     const std::string& message) const {
   say("vematrix " + command + ": " + message);
@@ -86,8 +96,8 @@ int Program::runCommand(const CLI::App& command, const Command& run) {
     return report(console.get(), name, ExitMisuse, error.what());
   } catch (const models::FileError& error) {
     return report(console.get(), name, ExitMisuse, error.what());
-  } catch (const std::bad_alloc&) {
-    return report(console.get(), name, ExitNotTrusted, "not enough memory");
+  } catch (const std::bad_alloc& error) {
+    return report(console.get(), name, ExitNotTrusted, shortageText(error));
   } catch (const std::exception& error) {
     return report(console.get(), name, ExitNotTrusted, error.what());
   }

@@ -81,9 +81,26 @@ Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balan
   matrix.forEach(
       [&](int i, int j, double v) { m_matrix.AddTerm(i, j, v * (m_scale[i - 1] * m_scale[j - 1])); });
   m_seconds.assemble = watch.lap();
-  if (!m_matrix.Finalize()) throw NoResult("the storage of the matrix could not be built");
+  finalise();
   m_seconds.finalise = watch.lap();
   if (m_method == SolPardiso) m_matrix.getPardiso().SetEngine(engineNamed(choice.engine));
+}
+
+void Solver::finalise() {
+  try {
+    if (m_matrix.Finalize()) return;
+  } catch (const CMatrixError& error) {  // the skyline; the figures are in the note
+    throw NoResult(fmt::format("{}: {}", error.what(), m_report.Note()));
+  }
+  throw NoResult("the storage of the matrix could not be built");
+}
+
+std::string Solver::shortage() {
+  if (m_method == SolPardiso) return m_matrix.getPardiso().shortage();
+  if (m_method == SolCompColumn) return m_matrix.getCompColumn().Shortage();
+  // The skyline's reduction needs little beside the matrix and says only that it did not end well.
+  const bool unfinished = m_suppressed.empty() && m_matrix.getSkyLine().GetPhase() != PhaseReduced;
+  return unfinished && !m_sturm ? "the reduction of the skyline found no work space" : "";
 }
 
 int Solver::reduce(Option option) {
@@ -95,6 +112,8 @@ int Solver::reduce(Option option) {
       !m_matrix.getCompColumn().SuppressedDofs().empty())
     m_suppressed = m_matrix.getCompColumn().SuppressedDofs();  // all of them; the facade names one
   m_sturm = option == OptSturm;
+  const std::string missing = shortage();
+  if (!missing.empty()) throw NoResult("not enough memory: " + missing);
   return code;
 }
 

@@ -40,6 +40,7 @@ public:
   Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balanced = true);
 
   /// Factorises as positive definite (stiffness) or indefinite (Sturm). @return the result code of the facade
+  /// @throws NoResult  for want of memory, with the figures
   int reduce(Vessa::Matrix::Option option);
 
   /// Dofs (from 1) whose pivots were suppressed by the last reduction.
@@ -68,6 +69,9 @@ public:
   static constexpr double zeroPivot = 1e-13;
 
 private:
+  void finalise();
+  std::string shortage();
+
   Vessa::Matrix::SolMethod m_method;
   Vessa::Matrix::CReport m_report;
   Vessa::Matrix::CSolnMatrix m_matrix;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "../math/threads.h"
 #ifdef VEMATRIX_MATH_MKL
 #include <mkl_cblas.h>
 #else
@@ -23,6 +24,7 @@ CBLAS_TRANSPOSE cblasTranspose(Transpose t) {
 void dgemm(Transpose transA, Transpose transB, int m, int n, int k, double alpha, const double* A, int lda,
            const double* B, int ldb, double beta, double* C, int ldc) {
   if (m <= 0 || n <= 0) return;
+  RequireLibrary();
   cblas_dgemm(CblasColMajor, cblasTranspose(transA), cblasTranspose(transB), m, n, k, alpha, A,
               std::max(lda, 1), B, std::max(ldb, 1), beta, C, std::max(ldc, 1));
 }
@@ -31,6 +33,7 @@ void dgemmtLower(int n, int k, double alpha, const double* A, int lda, const dou
                  double* C, int ldc) {
   if (n <= 0) return;
 #ifdef VEMATRIX_MATH_MKL
+  RequireLibrary();
   cblas_dgemmt(CblasColMajor, CblasLower, CblasTrans, CblasNoTrans, n, k, alpha, A, std::max(lda, 1), B,
                std::max(ldb, 1), beta, C, std::max(ldc, 1));
 #else
@@ -46,6 +49,7 @@ void dgemmtLower(int n, int k, double alpha, const double* A, int lda, const dou
 
 void dtrsmRightUpper(int m, int n, const double* U, int ldu, double* B, int ldb) {
   if (m <= 0 || n <= 0) return;
+  RequireLibrary();
   cblas_dtrsm(CblasColMajor, CblasRight, CblasUpper, CblasNoTrans, CblasNonUnit, m, n, 1.0, U,
               std::max(ldu, 1), B, std::max(ldb, 1));
 }

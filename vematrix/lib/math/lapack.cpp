@@ -47,23 +47,27 @@ void guardPivots(int n, int* pivots) {
 }  // namespace
 
 int dsyevd(int n, double* A, int lda, double* w) {
+  RequireLibrary();
   const FewThreads threads(n, n);
   return LAPACKE_dsyevd(LAPACK_COL_MAJOR, 'V', 'L', n, A, std::max(lda, 1), w);
 }
 
 int dsyevr(int n, double* A, int lda, double abstol, int& m, double* w, double* Z, int ldz) {
   std::vector<int> support(2 * std::max(n, 1));
+  RequireLibrary();
   const FewThreads threads(n, n);
   return LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'V', 'A', 'L', n, A, std::max(lda, 1), 0.0, 0.0, 0, 0, abstol, &m,
                         w, Z, std::max(ldz, 1), support.data());
 }
 
 int dsygv(int n, double* A, int lda, double* B, int ldb, double* w) {
+  RequireLibrary();
   const FewThreads threads(n, n);
   return LAPACKE_dsygv(LAPACK_COL_MAJOR, 1, 'V', 'L', n, A, std::max(lda, 1), B, std::max(ldb, 1), w);
 }
 
 int dsygvd(int n, double* A, int lda, double* B, int ldb, double* w) {
+  RequireLibrary();
   const FewThreads threads(n, n);
   return LAPACKE_dsygvd(LAPACK_COL_MAJOR, 1, 'V', 'L', n, A, std::max(lda, 1), B, std::max(ldb, 1), w);
 }
@@ -71,6 +75,7 @@ int dsygvd(int n, double* A, int lda, double* B, int ldb, double* w) {
 int dpstrfUpper(int n, double* S, int lds, int* pivots, int& rank, double tol) {
   std::fill(pivots, pivots + n, 0);
   rank = 0;
+  RequireLibrary();
   const FewThreads threads(n, n);
   const int info = LAPACKE_dpstrf(LAPACK_COL_MAJOR, 'U', n, S, std::max(lds, 1), pivots, &rank, tol);
   guardPivots(n, pivots);
@@ -78,11 +83,13 @@ int dpstrfUpper(int n, double* S, int lds, int* pivots, int& rank, double tol) {
 }
 
 int dgeqrf(int m, int n, double* A, int lda, double* tau) {
+  RequireLibrary();
   const FewThreads threads(m, n);
   return LAPACKE_dgeqrf(LAPACK_COL_MAJOR, m, n, A, std::max(lda, 1), tau);
 }
 
 int dorgqr(int m, int n, int k, double* A, int lda, const double* tau) {
+  RequireLibrary();
   const FewThreads threads(m, n);
   return LAPACKE_dorgqr(LAPACK_COL_MAJOR, m, n, k, A, std::max(lda, 1), tau);
 }

@@ -1,21 +1,16 @@
 #include "large_memory.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <new>
-#include <string>
 #include <utility>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
-#if defined(__linux__)
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
 
+#include "memory_limit.h"
 #include "platform.h"
 
 namespace Vessa {
@@ -24,6 +19,8 @@ namespace math {
 namespace {
 
 constexpr std::size_t kLine = 64;
+/// From this size on a request is compared with what there is: the system may grant more than it has.
+constexpr std::size_t kAskFirst = std::size_t(1) << 26;
 #if defined(__linux__)
 /// Blocks from this size on are pages of their own: given back, they leave no holes in the heap.
 constexpr std::size_t kOwnPages = std::size_t(1) << 20;
@@ -32,6 +29,7 @@ constexpr std::size_t kOwnPages = std::size_t(1) << 20;
 double* AllocateDoubles(std::size_t count) {
   if (count > std::numeric_limits<std::size_t>::max() / (2 * sizeof(double))) throw std::bad_alloc();
   const std::size_t bytes = count * sizeof(double);
+  if (bytes >= kAskFirst) RequireMemory("an array", static_cast<std::int64_t>(bytes));
 #if defined(_WIN32)
   void* data = _aligned_malloc(bytes, kLine);
   if (!data) throw std::bad_alloc();
@@ -64,33 +62,6 @@ void FreeDoubles(double* data, std::size_t count) {
 #endif
 }
 
-#if defined(__linux__)
-/// The number in a one-line file such as a control group's memory.max; negative when there is none.
-std::int64_t NumberIn(const char* fileName) {
-  std::ifstream file(fileName);
-  std::int64_t number = -1;
-  return file >> number ? number : -1;
-}
-
-/// MemAvailable of the machine in bytes; negative when it cannot be read.
-std::int64_t MachineMemory() {
-  std::ifstream file("/proc/meminfo");
-  std::string name;
-  std::int64_t kilobytes = 0;
-  while (file >> name >> kilobytes) {
-    if (name == "MemAvailable:") return kilobytes * 1024;
-    file.ignore(100, '\n');
-  }
-  return -1;
-}
-
-/// Pages of address space in use by this process, in bytes.
-std::int64_t AddressSpaceInUse() {
-  const std::int64_t pages = NumberIn("/proc/self/statm");
-  return pages < 0 ? 0 : pages * sysconf(_SC_PAGESIZE);
-}
-#endif
-
 }  // namespace
 
 LargeArray::LargeArray(std::size_t count)
@@ -114,24 +85,6 @@ void ReturnFreeMemory() noexcept {
 #if defined(__GLIBC__)
   malloc_trim(0);
 #endif
-}
-
-std::int64_t AvailableMemory() {
-  std::int64_t available = std::numeric_limits<std::int64_t>::max();
-#if defined(__linux__)
-  const std::int64_t machine = MachineMemory();
-  if (machine >= 0) available = machine;
-  const std::int64_t groupLimit = NumberIn("/sys/fs/cgroup/memory.max");
-  const std::int64_t groupUse = NumberIn("/sys/fs/cgroup/memory.current");
-  if (groupLimit >= 0 && groupUse >= 0)
-    available = std::min(available, std::max<std::int64_t>(0, groupLimit - groupUse));
-  rlimit limit;
-  if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
-    available = std::min(available, std::max<std::int64_t>(
-                                        0, static_cast<std::int64_t>(limit.rlim_cur) - AddressSpaceInUse()));
-  }
-#endif
-  return available;
 }
 
 }  // namespace math

@@ -1,15 +1,14 @@
 #pragma once
-// Large work arrays: aligned for vector instructions, on huge pages where the system has them; how much there
-// is.
+// Large work arrays: aligned for vector instructions, on huge pages where the system has them.
 #include <cstddef>
-#include <cstdint>
 
 namespace Vessa {
 namespace Matrix {
 namespace math {
 
 /// Uninitialised doubles, 64-byte aligned. Sizes of some MB and more ask the system for huge pages: fewer
-/// page faults while a factor is written for the first time. Throws std::bad_alloc. Not copyable; empty when
+/// page faults while a factor is written for the first time. Throws std::bad_alloc, or OutOfMemory
+/// (memory_limit.h) for more than this process may take. Not copyable; empty when
 /// default-made.
 class LargeArray {
 public:
@@ -32,10 +31,6 @@ private:
 
 /// Gives memory that was freed and is kept for reuse back to the system, where the C library can do that.
 void ReturnFreeMemory() noexcept;
-
-/// Bytes this process may still take before the system, a container or a limit of the process stops it;
-/// the largest number when that cannot be told.
-std::int64_t AvailableMemory();
 
 }  // namespace math
 }  // namespace Matrix

@@ -2,6 +2,16 @@
 
 #if defined(VEMATRIX_MATH_MKL)
 #include <mkl_service.h>
+#if defined(__linux__)
+#include <link.h>
+#include <sys/resource.h>
+
+#include <cstring>
+#include <initializer_list>
+#include <limits>
+
+#include "memory_limit.h"
+#endif
 #else
 #include <algorithm>
 #include <atomic>
@@ -42,7 +52,53 @@ LocalThreads::~LocalThreads() {
   if (m_set) MKL_Set_Num_Threads_Local(m_before);
 }
 
+#if defined(__linux__)
+namespace {
+
+constexpr std::int64_t kLibraryBytes = 80000000;
+constexpr std::int64_t kDefaultStack = 8 << 20;
+
+/// Whether the part of MKL for this processor is loaded (its names are those of the instruction sets).
+bool IsLoaded() {
+  const auto look = [](dl_phdr_info* object, std::size_t, void*) {
+    for (const char* part : {"libmkl_def.", "libmkl_mc", "libmkl_avx"}) {
+      if (std::strstr(object->dlpi_name, part) != nullptr) return 1;
+    }
+    return 0;
+  };
+  return dl_iterate_phdr(look, nullptr) != 0;
+}
+
+}  // namespace
+
+void RequireLibrary() {
+  const std::int64_t space = AvailableAddressSpace();
+  if (space == std::numeric_limits<std::int64_t>::max() || IsLoaded()) return;
+  const std::int64_t wanted = LibraryAddressSpace(0);
+  if (wanted > space) throw OutOfMemory(ShortageText("the math library", wanted, space));
+}
+
+std::int64_t LibraryAddressSpace(int threads) {
+  rlimit stack;
+  const bool limited = getrlimit(RLIMIT_STACK, &stack) == 0 && stack.rlim_cur != RLIM_INFINITY;
+  const std::int64_t each = limited ? static_cast<std::int64_t>(stack.rlim_cur) : kDefaultStack;
+  const int count = threads > 0 ? threads : GetMaxThreads();
+  return (count - 1) * (each + (1 << 20)) + (IsLoaded() ? 0 : kLibraryBytes);
+}
 #else
+std::int64_t LibraryAddressSpace(int) {
+  return 0;
+}
+void RequireLibrary() {}
+#endif
+
+#else
+
+std::int64_t LibraryAddressSpace(int) {
+  return 0;
+}
+
+void RequireLibrary() {}
 
 namespace {
 

@@ -1,5 +1,6 @@
 #pragma once
 // How many threads the math library and the direct solvers may use. One setting serves the whole process.
+#include <cstdint>
 
 namespace Vessa {
 namespace Matrix {
@@ -28,6 +29,14 @@ private:
   int m_before;
   bool m_set;
 };
+
+/// Address space that the math library may ask for at its next call with `threads` threads (0: as many as
+/// there are): its part for this processor unless it is loaded, and the stacks of the threads. Where these
+/// cannot be had, MKL and its thread library end the process. 0 for other libraries.
+std::int64_t LibraryAddressSpace(int threads);
+
+/// Throws OutOfMemory (memory_limit.h) where the math library could not load its part for this processor.
+void RequireLibrary();
 
 }  // namespace math
 }  // namespace Matrix

@@ -1,6 +1,7 @@
 #pragma once
 #include <Eigen/SparseCore>
 #include <memory>
+#include <string>
 
 #include "../math/resize.h"
 #include "../si/Stopwatch.h"
@@ -17,15 +18,18 @@ class Factors {
 public:
   using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
-  Factors(Sparse& matrix, int columns, Vessa::Matrix::PardisoEngine engine, SolveTimes& spent)
-      : m_matrix(matrix), m_columns(columns), m_engine(engine), m_spent(spent) {}
+  Factors(Sparse& matrix, int columns, Vessa::Matrix::PardisoEngine engine, SolveTimes& spent,
+          std::string& shortage)
+      : m_matrix(matrix), m_columns(columns), m_engine(engine), m_spent(spent), m_shortage(shortage) {}
 
   /// Indefinite factorisation L·D·Lᵀ; false when it fails.
   bool factorize() {
     const Stopwatch time(m_spent.factor);
     ++m_spent.factorizations;
     bind(solverForm(m_matrix, m_own));
-    return m_solver->factorize(false);
+    const bool done = m_solver->factorize(false);
+    m_shortage = m_solver->shortage();
+    return done;
   }
 
   /// X ← matrix⁻¹·B, X being resized; false when the solver fails.
@@ -51,7 +55,8 @@ private:
   int m_columns;
   Vessa::Matrix::PardisoEngine m_engine;
   SolveTimes& m_spent;
-  Sparse m_own;  // the solver's form of the matrix, where the matrix itself has another
+  std::string& m_shortage;  // why the last factorisation found too little memory
+  Sparse m_own;             // the solver's form of the matrix, where the matrix itself has another
   Sparse* m_bound = nullptr;
   std::unique_ptr<Vessa::Matrix::Pardiso> m_solver;
 };

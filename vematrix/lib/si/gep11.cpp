@@ -49,6 +49,10 @@ const si::SolveTimes& gep11::times() const {
   return spent;
 }
 
+const std::string& gep11::shortage() const {
+  return memoryShortage;
+}
+
 int gep11::negative_evals() const {
   return negEvalsB;
 }

@@ -2,6 +2,7 @@
 #include <Eigen/Dense>
 #include <Eigen/SparseCore>
 #include <array>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -131,6 +132,10 @@ public:
   /// Where the time of the last solve went.
   const si::SolveTimes& times() const;
 
+  /// Why the last factorisation found too little memory (STATUS_FACTORIZE): what it needed and what this
+  /// process may still take; empty otherwise.
+  const std::string& shortage() const;
+
   /// Negative eigenvalues of the matrix the last solve factorised last: of B (explicit), or of A − σ·B, where
   /// it is the number of eigenvalues below σ as long as B is positive definite.
   int negative_evals() const;
@@ -164,6 +169,7 @@ private:
   Vessa::Matrix::PardisoEngine engine;
   si::ProgressCallback progress;
   si::SolveTimes spent;
+  std::string memoryShortage;
 };
 
 }  // namespace si

@@ -1,5 +1,6 @@
 // Condition estimate of the generalised eigensolver.
 #include <cstdio>
+#include <mutex>
 #include <random>
 
 #include "../solution/NormOperators.h"
@@ -11,8 +12,10 @@ namespace si {
 
 namespace {
 
-// The random signs of this file's estimates: default seed, going on from call to call.
+// The random signs of this file's estimates: default seed, going on from call to call. Shared by all objects:
+// estimates in several threads take turns.
 std::mt19937 signs;
+std::mutex oneEstimateAtATime;
 
 }  // namespace
 
@@ -24,7 +27,10 @@ double gep11::condest(Eigen::SparseMatrix<double, 0, int>& M) {
   if (!solver.factorize(false)) std::printf("Failure to factorize matrix in condest.\n");
   Vessa::Matrix::norm::PardisoSolve solve(solver, true);
   double normInverse = 0.0;
-  OneNormEst(params, solve, solve, normInverse, signs);
+  {
+    const std::lock_guard<std::mutex> turn(oneEstimateAtATime);
+    OneNormEst(params, solve, solve, normInverse, signs);
+  }
   solver.disposeFactors();
   return normM * normInverse;
 }

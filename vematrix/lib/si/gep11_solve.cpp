@@ -53,7 +53,7 @@ si::Status gep11::solve_exp_orth() {
   if (!iteration.orthonormalizeStart()) return STATUS_ORTHO;
 
   cholp basis(*B, X, kOrthonormalisationPasses);
-  Factors factors(*B, p, engine, spent);
+  Factors factors(*B, p, engine, spent, memoryShortage);
   if (!factors.factorize()) return STATUS_FACTORIZE;
   negEvalsB = factors.negative();
   if (negEvalsB > 0) {
@@ -110,7 +110,7 @@ si::Status gep11::solve_imp_orth_copy() {
 si::Status gep11::iterateInverse(Iteration& iteration, Eigen::SparseMatrix<double, 0, int>& shifted) {
   const bool onCopy = mode == 1;
   if (!iteration.orthonormalizeStart()) return STATUS_ORTHO;
-  Factors factors(shifted, p, engine, spent);
+  Factors factors(shifted, p, engine, spent, memoryShortage);
   if (!factors.factorize()) return STATUS_FACTORIZE;
   negEvalsB = factors.negative();
   if (negEvalsB > 0) {

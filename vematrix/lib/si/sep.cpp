@@ -60,6 +60,10 @@ const si::SolveTimes& sep::times() const {
   return spent;
 }
 
+const std::string& sep::shortage() const {
+  return memoryShortage;
+}
+
 int sep::negative_evals() const {
   return negative;
 }

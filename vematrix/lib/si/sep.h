@@ -2,6 +2,7 @@
 #include <Eigen/Dense>
 #include <Eigen/SparseCore>
 #include <array>
+#include <string>
 #include <vector>
 
 #include "../containers/types.h"
@@ -79,6 +80,10 @@ public:
   /// Where the time of the last solve went.
   const si::SolveTimes& times() const;
 
+  /// Why the last factorisation found too little memory (STATUS_FACTORIZE): what it needed and what this
+  /// process may still take; empty otherwise.
+  const std::string& shortage() const;
+
   /// Eigenvalues of A below the place of the last factorisation (EVAL_LOWEST; otherwise 0).
   int negative_evals() const;
 
@@ -109,6 +114,7 @@ private:
   Vessa::Matrix::PardisoEngine engine;
   si::ProgressCallback progress;
   si::SolveTimes spent;
+  std::string memoryShortage;
 };
 
 }  // namespace si

@@ -75,7 +75,8 @@ private:
 
 bool sep::Iteration::factorize() {
   if (!lowest()) return true;
-  if (!m_factors) m_factors = std::make_unique<Factors>(m_A.get(), m_s.p, m_s.engine, m_s.spent);
+  if (!m_factors)
+    m_factors = std::make_unique<Factors>(m_A.get(), m_s.p, m_s.engine, m_s.spent, m_s.memoryShortage);
   if (!m_factors->factorize()) return false;
   m_s.negative = m_factors->negative();
   return true;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "../math/memory_limit.h"
+
 namespace Vessa {
 namespace Matrix {
 
@@ -144,12 +146,16 @@ bool CSkyLine::CreateIndex() {
   return true;
 }
 
-/// Replaces the value store by `count` zeros; logs and throws when there is no memory.
+/// Replaces the value store by `count` zeros; logs, notes the figures and throws when there is no memory.
 void CSkyLine::AllocateValues(int count) {
   m_value.Release();
   m_value.SetCount(count);
-  m_value.Allocate();
+  const std::int64_t wanted = static_cast<std::int64_t>(count) * static_cast<std::int64_t>(sizeof(double));
+  const bool small = wanted < math::kAskFirst;
+  if (small || wanted <= math::AvailableMemory()) m_value.Allocate();
   if (m_value.Allocated()) return;
+  const std::int64_t available = math::AvailableMemory();
+  Note(math::ShortageText("the profile of the matrix", wanted, available).c_str());
   Log(2, "Unable to allocate memory for matrix");
   throw CMatrixError("Unable to allocate memory for matrix");
 }

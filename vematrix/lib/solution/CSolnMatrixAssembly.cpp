@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "../math/memory_limit.h"
 #include "../math/threads.h"
 #include "CSolnMatrix.h"
 #include "TermStaging.h"
@@ -151,10 +152,16 @@ std::vector<int> FullStarts(const MergedColumns& upper, int n) {
   return std::vector<int>(start.begin(), start.end());
 }
 
+// Asks for the memory of `count` terms of a matrix in compressed columns.
+void RequireForTerms(std::size_t count) {
+  math::RequireMemory("the matrix", static_cast<std::int64_t>(count * (sizeof(int) + sizeof(double))));
+}
+
 // The first n columns and their mirror image. Column c gets its rows up to c from itself and the others,
 // ascending, from the columns after it.
 FullColumns MirrorUpper(const MergedColumns& upper, int n) {
   FullColumns full{n, FullStarts(upper, n), {}, {}};
+  RequireForTerms(static_cast<std::size_t>(full.start[n]));
   full.row.resize(static_cast<std::size_t>(full.start[n]));
   full.value.resize(full.row.size());
   std::vector<int> next(full.start);
@@ -205,6 +212,7 @@ void BuildSparse(TermStaging& staged, int n, Sparse& sparse) {
   if (columns.NumTerm() > static_cast<std::size_t>(INT_MAX))
     throw std::length_error("CSolnMatrix::Finalize: " + std::to_string(columns.NumTerm()) +
                             " terms, more than an int can count");
+  RequireForTerms(columns.NumTerm());
   Sparse fresh(n, n);
   fresh.resizeNonZeros(static_cast<Eigen::Index>(columns.NumTerm()));
   CopyColumns(columns, fresh);

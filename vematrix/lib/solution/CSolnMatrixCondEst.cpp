@@ -1,5 +1,6 @@
 // Condition estimates of the solution matrix: the customary one and the trustworthy one.
 #include <algorithm>
+#include <mutex>
 #include <random>
 #include <sstream>
 #include <type_traits>
@@ -16,13 +17,16 @@ namespace Matrix {
 
 namespace {
 
-// The random signs of this file's estimates: default seed, going on from call to call.
+// The random signs of this file's estimates: default seed, going on from call to call. Shared by all objects:
+// estimates in several threads take turns.
 std::mt19937 signs;
+std::mutex oneEstimateAtATime;
 
 template <class Product, class Solve>
 double Estimate(int n, int t, Product product, Solve&& solve) {
   si::OneNormEstParams params = {n, t};
   double normA = 0.0, normInv = 0.0;
+  const std::lock_guard<std::mutex> turn(oneEstimateAtATime);
   si::OneNormEst(params, product, product, normA, signs);
   si::OneNormEst(params, solve, solve, normInv, signs);
   return normInv * normA;

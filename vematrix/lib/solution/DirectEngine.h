@@ -2,6 +2,7 @@
 // The seam between Pardiso and the solver that does its work: MKL's PARDISO or the library's own
 // factorisation.
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Vessa {
@@ -47,6 +48,9 @@ public:
 
   /// Forgets the factors; what an Analyse of the same pattern could use again may be kept.
   virtual void DropFactors() noexcept = 0;
+
+  /// Why the last Analyse or Factorise found too little memory (error -2), with the figures; else empty.
+  virtual std::string Shortage() const = 0;
 
   /// Whether this is the kind of engine that the factory with the same name makes.
   virtual bool IsMkl() const noexcept = 0;

@@ -82,6 +82,8 @@ public:
 
   void DropFactors() noexcept override { m_ldlt.DropFactor(); }
 
+  std::string Shortage() const override { return m_ldlt.Message(); }
+
   bool IsMkl() const noexcept override { return false; }
 
 private:

@@ -125,6 +125,10 @@ bool Pardiso::accepts() {
 
 bool Pardiso::fails(const char* step) {
   if (m_error == 0) return false;
+  if (m_error == PardisoMemory) {
+    m_shortage = m_pt->engine->Shortage();
+    if (!m_shortage.empty()) std::printf("Pardiso: %s\n", m_shortage.c_str());
+  }
   std::printf("ERROR during %s factorization: %d\n", step, m_error);
   std::fflush(stdout);
   return true;
@@ -132,6 +136,7 @@ bool Pardiso::fails(const char* step) {
 
 bool Pardiso::factorize(bool positiveDefinite) {
   m_mtype = 4 * static_cast<int>(positiveDefinite) - 2;
+  m_shortage.clear();
   m_checked = Checked{nullptr, nullptr, 0, 0};
   const bool shared = m_pt.use_count() > 1 || m_pt->engine.use_count() > 1;
   if (shared) m_pt = std::make_shared<Handle>();
@@ -265,6 +270,10 @@ int Pardiso::negative_evals() const {
 
 PardisoError Pardiso::lastError() const {
   return static_cast<PardisoError>(m_error);
+}
+
+const std::string& Pardiso::shortage() const {
+  return m_shortage;
 }
 
 bool Pardiso::HasEngine(PardisoEngine engine) {

@@ -2,6 +2,7 @@
 #include <Eigen/Dense>
 #include <Eigen/SparseCore>
 #include <memory>
+#include <string>
 #include <vector>
 #include "../containers/CVector.h"
 namespace Vessa {
@@ -76,6 +77,9 @@ public:
 
   /// The solver's code of the last call, unchanged: 0, or negative (see PardisoError).
   PardisoError lastError() const;
+  /// Why the last factorize found too little memory (error -2): what was needed and what this process may
+  /// still take; empty otherwise.
+  const std::string& shortage() const;
 
   /// Chooses the solver from the next factorize on; factors already held stay with the one that made them.
   /// Returns false and changes nothing when this build has no such engine.
@@ -118,6 +122,7 @@ private:
   PardisoEngine m_engine;
   int m_threads;
   bool m_plainSolves;
+  std::string m_shortage;
   Checked m_checked;
 };
 

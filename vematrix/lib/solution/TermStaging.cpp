@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "../math/memory_limit.h"
+
 namespace Vessa {
 namespace Matrix {
 
@@ -12,6 +14,7 @@ constexpr std::size_t kFirstBlock = 1024;                    // 16 KiB
 constexpr std::size_t kLargestBlock = std::size_t{1} << 21;  // 32 MiB
 constexpr std::size_t kFirstAddUp = std::size_t{1} << 24;    // 256 MiB
 constexpr std::size_t kAddUpFactor = 4;
+constexpr std::size_t kAskFirst = std::size_t{1} << 20;  // 16 MiB: smaller blocks are taken unasked
 
 }  // namespace
 
@@ -74,6 +77,8 @@ void TermStaging::Clear() {
 
 void TermStaging::AppendBlock(std::size_t capacity) {
   const std::size_t full = Count();
+  if (capacity >= kAskFirst)
+    math::RequireMemory("a block of terms", static_cast<std::int64_t>(capacity * sizeof(StagedTerm)));
   m_blocks.reserve(m_blocks.size() + 1);
   m_blocks.push_back(Block{math::PageArray<StagedTerm>(capacity), capacity});
   m_full = full;

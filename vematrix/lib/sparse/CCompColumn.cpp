@@ -20,6 +20,7 @@ struct CCompColumn::Engine {
   SymmetricLdlt solver;
   bool stiffnessMode = true;
   double zeroStiff = 0.0;
+  std::string shortage;
 };
 
 CCompColumn::CCompColumn() : m_engine(new Engine) {}
@@ -109,6 +110,7 @@ int CCompColumn::Reduce(bool stiffnessMode, double zeroStiff) {
   if (m_reduced && engine.stiffnessMode == stiffnessMode && engine.zeroStiff == zeroStiff)
     return ResultCode();
   DropFactors();
+  engine.shortage.clear();
   try {
     Note("Reducing Stiffness Matrix");
     int i = 0, j = 0;
@@ -128,6 +130,7 @@ int CCompColumn::Reduce(bool stiffnessMode, double zeroStiff) {
       Log(1, "Sturm sequence check failed due to multiplier growth");
       return Failure(m_n, engine.solver.Pivots().numFinished);
     }
+    if (status == LdltStatus::OutOfMemory) engine.shortage = engine.solver.Message();
     if (status != LdltStatus::Ok) {
       Log(2, engine.solver.Message().c_str());
       return Failure(m_n, engine.solver.Pivots().numFinished);
@@ -186,6 +189,10 @@ int CCompColumn::NumNegative() const {
 }
 const std::vector<int>& CCompColumn::SuppressedDofs() const {
   return m_engine->solver.Pivots().suppressed;
+}
+
+const std::string& CCompColumn::Shortage() const {
+  return m_engine->shortage;
 }
 
 double CCompColumn::MaxMinRatio() const {

@@ -1,5 +1,6 @@
 #pragma once
 #include <memory>
+#include <string>
 #include <vector>
 #include "../sparse/CSparse.h"
 
@@ -51,6 +52,9 @@ public:
   virtual int NumNegative() const;
   /// The dofs suppressed by the last successful reduction, increasing; empty before one.
   virtual const std::vector<int>& SuppressedDofs() const;
+  /// Why the last Reduce found too little memory: what was needed and what this process may still take; empty
+  /// otherwise.
+  const std::string& Shortage() const;
   double MaxMinRatio() const override;
 
   bool Write(std::FILE* f) override;

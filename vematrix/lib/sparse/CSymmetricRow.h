@@ -168,6 +168,7 @@ private:
                                 const std::vector<int>& firstOfA,
                                 const std::vector<std::vector<int>>& rowsOfColumn,
                                 std::vector<int>& mark) const;
+  long long CountFactorEntries(const std::vector<int>& firstOfA) const;
   std::vector<int> RowsAbove(int i, int first) const;
   void Solve(CVector& x) const;
 

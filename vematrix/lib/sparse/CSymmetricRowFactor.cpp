@@ -4,13 +4,20 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 
+#include "../math/memory_limit.h"
 #include "CSymmetricRow.h"
+#include "analysis/EliminationTree.h"
 
 namespace Vessa {
 namespace Matrix {
 
 namespace {
+
+// An entry takes 16 bytes, 4 in the lists of either stage and what growing lists leave unused, as measured.
+constexpr long long kEntryBytes = 26;
+constexpr long long kAskFirst = 1LL << 26;
 
 // Per column the first row of A, at least 1, so that a table that was never stored means "anywhere".
 std::vector<int> FirstRows(CSymmetricRow const& A, int n) {
@@ -58,6 +65,31 @@ std::vector<int> CSymmetricRow::PatternOfRow(CSymmetricRow const& A, int i, int 
   return columns;
 }
 
+/// Entries of the factor of this matrix, fill-in included: counted where the profile, their upper bound, is
+/// large enough to matter; 0 elsewhere.
+long long CSymmetricRow::CountFactorEntries(const std::vector<int>& firstOfA) const {
+  const int n = NumDof();
+  long long profile = 0;
+  for (int c = 1; c <= n; ++c) profile += std::max(0, c - firstOfA[c]) + 1;
+  if (profile * kEntryBytes < kAskFirst) return 0;
+  sparse::Graph graph;
+  graph.n = n;
+  graph.weight.assign(static_cast<std::size_t>(n), 1);
+  graph.start.assign(static_cast<std::size_t>(n) + 1, 0);
+  const auto forEachPair = [&](auto visit) {
+    for (int i = 1; i <= n; ++i)
+      for (const RowEntry& entry : m_rows[i - 1])
+        if (entry.column > i && entry.column <= n) visit(i - 1, entry.column - 1);
+  };
+  forEachPair([&](int i, int j) { ++graph.start[i + 1], ++graph.start[j + 1]; });
+  std::partial_sum(graph.start.begin(), graph.start.end(), graph.start.begin());
+  graph.neighbour.resize(static_cast<std::size_t>(graph.start[n]));
+  std::vector<int> next(graph.start.begin(), graph.start.end() - 1), order(n);
+  forEachPair([&](int i, int j) { graph.neighbour[next[i]++] = j, graph.neighbour[next[j]++] = i; });
+  std::iota(order.begin(), order.end(), 0);
+  return sparse::CountFactor(graph, sparse::BuildEliminationTree(graph, order)).terms;
+}
+
 bool CSymmetricRow::SymbolicFactorization(CSymmetricRow const& A) {
   const int n = A.NumDof();
   SetNumDof(n);
@@ -68,6 +100,7 @@ bool CSymmetricRow::SymbolicFactorization(CSymmetricRow const& A) {
   }
   if (&A != this) DropLayout();
   const std::vector<int> firstOfA = FirstRows(A, n);
+  math::RequireMemory("the factor", kEntryBytes * A.CountFactorEntries(firstOfA));
   std::vector<std::vector<int>> rowsOfColumn(n + 1);
   std::vector<int> mark(n + 1, 0);
   int maxColumn = 0;

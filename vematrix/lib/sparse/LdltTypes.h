@@ -43,7 +43,7 @@ struct LdltPrediction {
   double operations = 0.0;  ///< Σ (column count)², the multiply-add pairs ×2 of an LLᵀ of the same matrix
   std::int64_t analysisBytes = 0;  ///< what the analysis itself holds
   std::int64_t factorBytes = 0;    ///< what the finished factor holds
-  std::int64_t peakBytes = 0;      ///< analysis + factor + work space at its highest, at most
+  std::int64_t peakBytes = 0;      ///< analysis + factor + work space of one thread at its highest
   std::string ordering;            ///< which candidate won, for people
 };
 

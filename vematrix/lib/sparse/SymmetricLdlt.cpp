@@ -5,6 +5,7 @@
 #include <new>
 
 #include "../math/large_memory.h"
+#include "../math/memory_limit.h"
 #include "MatrixImage.h"
 #include "analysis/LdltAnalysis.h"
 #include "numeric/LdltFactor.h"
@@ -28,10 +29,21 @@ bool SymmetricLdlt::Knows(int n, const int* columnStart, const int* row, Triangl
          std::equal(a.patternRow.begin(), a.patternRow.end(), row);
 }
 
+namespace {
+
+/// What the orderings take at their highest, as measured on structures: 20 to 24 bytes a term of a triangle.
+std::int64_t AnalysisBytes(int n, int terms, Triangle triangle) {
+  const std::int64_t ofTriangle = triangle == Triangle::Both ? (std::int64_t(terms) + n) / 2 : terms;
+  return 20 * ofTriangle;
+}
+
+}  // namespace
+
 LdltStatus SymmetricLdlt::Analyse(int n, const int* columnStart, const int* row, Triangle triangle,
                                   int threads) {
   try {
     if (Knows(n, columnStart, row, triangle)) return Fail(LdltStatus::Ok, "");
+    math::RequireMemory("the analysis", AnalysisBytes(n, n > 0 ? columnStart[n] : 0, triangle));
     auto analysis = std::make_shared<LdltAnalysis>();
     const AnalysisOutcome outcome = AnalysePattern(n, columnStart, row, triangle, threads, *analysis);
     if (outcome.status != LdltStatus::Ok) return Fail(outcome.status, outcome.message);
@@ -39,16 +51,16 @@ LdltStatus SymmetricLdlt::Analyse(int n, const int* columnStart, const int* row,
     m_analysis = analysis;
     math::ReturnFreeMemory();  // the orderings took several times what stays
     return Fail(LdltStatus::Ok, "");
+  } catch (const math::OutOfMemory& shortage) {
+    return Fail(LdltStatus::OutOfMemory, shortage.what());
   } catch (const std::bad_alloc&) {
-    return Fail(LdltStatus::OutOfMemory, "not enough memory for the analysis");
+    return Fail(LdltStatus::OutOfMemory,
+                math::ShortageText("the analysis", AnalysisBytes(n, n > 0 ? columnStart[n] : 0, triangle),
+                                   math::AvailableMemory()));
   }
 }
 
 namespace {
-
-std::string Megabytes(std::int64_t bytes) {
-  return std::to_string((bytes + 999999) / 1000000) + " MB";
-}
 
 /// 1-based (row, column) of the first NaN or infinity among the terms that count; false when there is none.
 bool FindNotFinite(const LdltAnalysis& a, const double* value, int& row, int& column) {
@@ -67,6 +79,10 @@ bool FindNotFinite(const LdltAnalysis& a, const double* value, int& row, int& co
   return false;
 }
 
+std::string Shortage(std::int64_t wanted, std::int64_t available) {
+  return math::ShortageText("the factorisation", wanted, available);
+}
+
 std::string FailureText(LdltStatus status, const PivotRecord& record) {
   const std::string dof = " at dof " + std::to_string(record.failedDof);
   if (status == LdltStatus::PivotFailed) return "a pivot that is not positive" + dof;
@@ -78,6 +94,7 @@ std::string FailureText(LdltStatus status, const PivotRecord& record) {
 
 LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double threshold, int threads) {
   if (!m_analysis) return Fail(LdltStatus::BadInput, "factorisation before the analysis of a pattern");
+  std::int64_t wanted = 0, available = 0;
   try {
     std::shared_ptr<LdltFactor> factor = TakeFactor();
     m_pivots = PivotRecord();
@@ -86,22 +103,24 @@ LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double 
       return Fail(LdltStatus::NotFinite, "the matrix holds a NaN or infinity at (" + std::to_string(row) +
                                              ", " + std::to_string(column) + ")");
     }
-    const LdltPrediction& predicted = m_analysis->prediction;
-    const std::int64_t wanted =
-        predicted.peakBytes - predicted.analysisBytes - (factor ? predicted.factorBytes : 0);
-    const std::int64_t available = math::AvailableMemory();
-    if (wanted > available) {
-      return Fail(LdltStatus::OutOfMemory, "the factorisation needs " + Megabytes(wanted) +
-                                               ", this process may take " + Megabytes(available) + " more");
+    const std::int64_t there = factor ? m_analysis->prediction.factorBytes : 0;
+    available = math::AvailableMemory();
+    const std::int64_t space = math::AvailableAddressSpace();
+    for (;; --threads) {  // each thread takes memory of its own
+      const FactorizationMemory predicted = MemoryOfFactorization(*m_analysis, threads);
+      const bool limitedSpace = predicted.addressSpace - there > space;
+      wanted = (limitedSpace ? predicted.addressSpace : predicted.resident) - there;
+      if (wanted <= available || threads <= 1) break;
     }
+    if (wanted > available) return Fail(LdltStatus::OutOfMemory, Shortage(wanted, available));
     if (!factor) factor = std::make_shared<LdltFactor>();
     factor->analysis = m_analysis;
     const LdltStatus status = FactorizeFronts(value, mode, threshold, threads, *factor, m_pivots);
     if (status != LdltStatus::Ok) return Fail(status, FailureText(status, m_pivots));
     m_factor = factor;
     return Fail(LdltStatus::Ok, "");
-  } catch (const std::bad_alloc&) {
-    return Fail(LdltStatus::OutOfMemory, "not enough memory for the factor");
+  } catch (const std::bad_alloc&) {  // an estimate that was too low, or memory that others have taken since
+    return Fail(LdltStatus::OutOfMemory, Shortage(wanted, available));
   }
 }
 

@@ -36,7 +36,9 @@ public:
   /// Factorises with the values that belong to the pattern of the last Analyse.
   /// @param value      one double for every entry of row
   /// @param threshold  the pivot threshold of Stiffness and Indefinite (absolute); not read by the others
-  /// @param threads    at most so many threads work, the calling one included; below 1 means 1
+  /// @param threads    at most so many threads work, the calling one included; below 1 means 1; fewer where
+  /// the
+  ///                   memory is too short for all
   /// @return Ok, OutOfMemory, PivotFailed, GrowthFailed, NotFinite, Internal; a failure leaves no factor,
   ///         Pivots() then says how far it came.
   LdltStatus Factorize(const double* value, PivotMode mode, double threshold = 0.0, int threads = 1);

@@ -57,7 +57,18 @@ struct LdltAnalysis {
 
   std::vector<std::int64_t> panelStart;  ///< supernodes+1 offsets of the stored columns in the factor's array
   LdltPrediction prediction;
+
+  std::int64_t stackDoubles = 0;        ///< the stack of contribution blocks at its highest, one thread
+  std::vector<std::int64_t> taskStack;  ///< the same within each task, largest first
 };
+
+/// What a factorisation takes at its highest beside the analysis, in bytes.
+struct FactorizationMemory {
+  std::int64_t resident;      ///< pages written to: the factor fills as the stack of blocks rises and falls
+  std::int64_t addressSpace;  ///< what is mapped: the whole factor from the beginning
+};
+/// An estimate: one thread's stack as it is, and for every further thread that of the largest task besides.
+FactorizationMemory MemoryOfFactorization(const LdltAnalysis& a, int threads);
 
 /// Stored columns of one supernode: panels of at most kPanelWidth pivots, one after the other. Panel p starts
 /// with the row of its own first pivot.
