@@ -32,7 +32,7 @@ public:
   }
 
   void nextLine() {
-    const void* newline = std::memchr(m_at, '\n', remaining());
+    const void* newline = atEnd() ? nullptr : std::memchr(m_at, '\n', remaining());
     m_at = newline ? static_cast<const char*>(newline) + 1 : m_end;
     m_line += newline != nullptr;
   }

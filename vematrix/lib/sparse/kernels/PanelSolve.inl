@@ -399,8 +399,8 @@ void ForwardBlock(const double* L, std::ptrdiff_t ldl, int m, int k, double* X, 
       ForwardLanes<S, 2>(L, ldl, m, k, X, ldx, Y, ldy, rows);
     else
       ForwardLanes<S, 1>(L, ldl, m, k, X, ldx, Y, ldy, rows);
-    X += vectors * S::width;
-    if (m > k) Y += vectors * S::width;  // no rows below: Y may be null
+    if (k > 0) X += vectors * S::width;  // what has no rows may be null
+    if (m > k) Y += vectors * S::width;
     left -= vectors;
   }
 }
@@ -416,8 +416,8 @@ void BackwardBlock(const double* L, std::ptrdiff_t ldl, const double* D, int m, 
       BackwardLanes<S, 2>(L, ldl, D, m, k, X, ldx, Y, ldy, rows);
     else
       BackwardLanes<S, 1>(L, ldl, D, m, k, X, ldx, Y, ldy, rows);
-    X += vectors * S::width;
-    if (m > k) Y += vectors * S::width;  // no rows below: Y may be null
+    if (k > 0) X += vectors * S::width;  // what has no rows may be null
+    if (m > k) Y += vectors * S::width;
     left -= vectors;
   }
 }
