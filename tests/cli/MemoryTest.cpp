@@ -18,7 +18,7 @@ class MemoryLimitOf : public ::testing::TestWithParam<const char*> {
 protected:
   static void SetUpTestSuite() {
     s_folder = new test_support::TempFolder;
-    test_support::runProgram("model brick:8 -o '" + s_folder->Path() + "'");
+    test_support::runProgram("model brick:11 -o '" + s_folder->Path() + "'");
   }
   static void TearDownTestSuite() { delete s_folder; }
 

@@ -1,6 +1,7 @@
 #include "memory_limit.h"
 
 #include <algorithm>
+#include <exception>
 #include <fstream>
 #include <limits>
 #include <sstream>
@@ -116,20 +117,25 @@ std::int64_t AvailableAddressSpace() {
   return kUnlimited;
 }
 
-std::int64_t AvailableMemory() {
-  std::int64_t available = kUnlimited;
+std::int64_t AvailableMemory() noexcept {
 #if defined(__linux__)
-  available = std::min({MachineMemory(), AvailableGroupMemory("/sys/fs/cgroup", "/proc/self/cgroup"),
-                        AvailableAddressSpace()});
+  try {
+    return std::min({MachineMemory(), AvailableGroupMemory("/sys/fs/cgroup", "/proc/self/cgroup"),
+                     AvailableAddressSpace()});
+  } catch (const std::exception&) {  // no memory even to read the files
+  }
 #endif
-  return available;
+  return kUnlimited;
 }
 
 std::string ShortageText(const std::string& what, std::int64_t wanted, std::int64_t available) {
   constexpr std::int64_t megabyte = 1000000;
   std::ostringstream text;
-  text << what << " needs " << wanted / megabyte + (wanted % megabyte != 0 ? 1 : 0)
-       << " MB, this process may take " << available / megabyte << " MB more";
+  text << what << " needs " << wanted / megabyte + (wanted % megabyte != 0 ? 1 : 0) << " MB, ";
+  if (available == kUnlimited)
+    text << "which the system did not give";
+  else
+    text << "this process may take " << available / megabyte << " MB more";
   return text.str();
 }
 

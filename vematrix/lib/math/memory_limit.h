@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace Vessa {
 namespace Matrix {
@@ -13,7 +14,7 @@ namespace math {
 
 /// Bytes this process may still take before the system, a control group or a limit of the process stops it;
 /// the largest number when that cannot be told. Reads a few small files: some 50 µs.
-std::int64_t AvailableMemory();
+std::int64_t AvailableMemory() noexcept;
 
 /// Bytes of address space this process may still map under its own limit (RLIMIT_AS); the largest number
 /// without one. Never less than AvailableMemory.
@@ -27,7 +28,8 @@ std::int64_t AvailableAddressSpace();
 /// @param groups  the file that names the groups of the process, /proc/self/cgroup
 std::int64_t AvailableGroupMemory(const std::string& root, const std::string& groups);
 
-/// "the factorisation needs 120 MB, this process may take 80 MB more", both rounded up and down to the worse.
+/// "the factorisation needs 120 MB, this process may take 80 MB more", both rounded up and down to the worse;
+/// for the largest number instead "…, which the system did not give".
 std::string ShortageText(const std::string& what, std::int64_t wanted, std::int64_t available);
 
 /// A failed allocation that says what was wanted and what there is.
