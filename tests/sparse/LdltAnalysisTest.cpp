@@ -101,9 +101,9 @@ TEST(Orderings, ArePermutationsAndTheSameEveryTime) {
   std::srand(5);
 
   ASSERT_TRUE(OrderByMinimumDegree(graph, degree));
-  ASSERT_TRUE(OrderByNestedDissection(graph, DissectionSettings(), dissection));
+  ASSERT_TRUE(OrderByMetis(graph, 1, dissection));
   EXPECT_EQ(std::rand(), expected) << "the host's random sequence goes on undisturbed";
-  ASSERT_TRUE(OrderByNestedDissection(graph, DissectionSettings(), again));
+  ASSERT_TRUE(OrderByMetis(graph, 1, again));
 
   EXPECT_EQ(dissection, again);
   const std::vector<int> rcm = OrderByReverseCuthillMcKee(graph);
@@ -118,7 +118,7 @@ TEST(Orderings, TheBestOfTheCandidatesWins) {
     const Graph graph = Compressed(Mesh(name)).graph;
     std::vector<int> degree, dissection;
     OrderByMinimumDegree(graph, degree);
-    OrderByNestedDissection(graph, DissectionSettings(), dissection);
+    OrderByNestedDissection(graph, 1, 1, dissection);
 
     const ChosenOrder chosen = ChooseOrder(graph, 1), threaded = ChooseOrder(graph, 2);
 

@@ -19,18 +19,19 @@ struct Graph {
 /// Approximate minimum degree: Amestoy, Davis, Duff, ACM TOMS 30 (2004) 381-388.
 bool OrderByMinimumDegree(const Graph& graph, std::vector<int>& order);
 
-/// One try of nested dissection: the same settings give the same order.
-struct DissectionSettings {
-  int seed = 1;
-  int separators = 1;  ///< separators tried at every level, the best is kept
-  int refinements = 10;
-};
-
-/// Multilevel nested dissection: Karypis, Kumar, SIAM J. Sci. Comput. 20 (1998) 359-392.
+/// Nested dissection: multilevel vertex separators, minimum fill in the pieces of up to a hundred vertices.
 ///
-/// The library behind it draws from the C random generator: calls are serialised, and the host's own sequence
-/// of rand() goes on afterwards as if nothing had happened (where the C library allows that).
-bool OrderByNestedDissection(const Graph& graph, const DissectionSettings& settings, std::vector<int>& order);
+/// The same graph and seed give the same order for any number of threads, which work on different pieces.
+/// Memory is linear in the graph, and one array as long as the graph for every thread.
+/// Source: George, SIAM J. Numer. Anal. 10 (1973) 345-363; Hendrickson, Rothberg, SIAM J. Sci. Comput. 20
+/// (1998) 468-489.
+void OrderByNestedDissection(const Graph& graph, int seed, int threads, std::vector<int>& order);
+
+/// The nested dissection of METIS: Karypis, Kumar, SIAM J. Sci. Comput. 20 (1998) 359-392.
+///
+/// METIS draws from the C random generator: calls are serialised, and the host's own sequence of rand() goes
+/// on afterwards as if nothing had happened (where the C library allows that).
+bool OrderByMetis(const Graph& graph, int seed, std::vector<int>& order);
 
 /// Reverse Cuthill-McKee from a pseudo-peripheral vertex of every component.
 /// Source: George, Liu, Computer Solution of Large Sparse Positive Definite Systems (1981), ch. 4.
