@@ -15,6 +15,7 @@ namespace {
 
 constexpr int kLeaf = 100;             ///< vertices; larger pieces are dissected
 constexpr int kWorthTwoTries = 3000;   ///< vertices; the second try takes a small part of the time there
+constexpr int kSmall = 500;            ///< vertices; from here on the whole graph is worth it, too
 constexpr double kHardlySplit = 0.95;  ///< of the vertices on one side: minimum degree for the whole piece
 constexpr std::size_t kPiecesPerThread = 8;
 
@@ -84,7 +85,8 @@ public:
   std::vector<Part> Split(const Part& part, DissectScratch& scratch) const {
     const int n = part.graph.n;
     if (n <= kLeaf || part.graph.neighbour.empty()) return OrderAll(part, scratch);
-    const int tries = n >= std::min(m_whole.n, kWorthTwoTries) ? 2 : 1;
+    const bool worthIt = n >= kWorthTwoTries || (n == m_whole.n && n >= kSmall);
+    const int tries = worthIt ? 2 : 1;
     FindSeparator(part.View(), SeedOf(part), tries, scratch.separator);
     const Separation& s = scratch.separator.result;
     int count[3] = {0, 0, 0};

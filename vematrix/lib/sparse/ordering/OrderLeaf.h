@@ -12,12 +12,12 @@ namespace sparse {
 /// Orders a few vertices of a graph whose other neighbours, the halo, are eliminated later.
 ///
 /// The vertex comes next whose elimination adds the fewest edges, counted as if the halo were complete.
-/// Without the halo the rim of a piece would look cheap and be eliminated first: some 10 % more operations on
-/// meshes. Counts are brought up to date for the neighbours of an eliminated vertex only: by counting anew
-/// when edges were added, otherwise by the difference. Equal counts take the first vertex. The elimination
-/// graph is held as rows of bits. Source: halo: Pellegrini, Roman, Amestoy, Concurrency: Pract. Exper. 12
-/// (2000) 69-84; minimum fill: Tinney, Walker, Proc. IEEE 55 (1967) 1801-1809, scheme 3; approximate counts:
-/// Rothberg, Eisenstat, SIAM J. Matrix Anal. Appl. 19 (1998) 682-695.
+/// Without the halo the rim of a piece would look cheap and be eliminated first: some 6 % more operations on
+/// meshes and frames. Counts are brought up to date for the neighbours of an eliminated vertex only: by
+/// counting anew when edges were added, otherwise by the difference. Equal counts take the first vertex. The
+/// elimination graph is held as rows of bits. Source: halo: Pellegrini, Roman, Amestoy, Concurrency: Pract.
+/// Exper. 12 (2000) 69-84; minimum fill: Tinney, Walker, Proc. IEEE 55 (1967) 1801-1809, scheme 3;
+/// approximate counts: Rothberg, Eisenstat, SIAM J. Matrix Anal. Appl. 19 (1998) 682-695.
 class LeafOrder {
 public:
   /// Cost: about count · degree² · (count + halo)/64 operations; an array as long as the graph is kept.
