@@ -9,10 +9,10 @@ namespace Matrix {
 namespace sparse {
 namespace {
 
-constexpr int kFork = 500;     ///< vertices; coarser levels are made anew for every try
+constexpr int kFork = 1000;    ///< vertices; coarser levels are made anew for every try
 constexpr int kCoarsest = 50;  ///< vertices; sides are grown there
 constexpr int kGrowths = 2;    ///< from different vertices
-constexpr int kGrownPasses = 3, kPasses = 5;
+constexpr int kGrownPasses = 3, kPasses = 8;
 constexpr double kStalled = 0.9;  ///< of the vertices are left: coarsening ends
 
 /// One search in a graph and its coarser levels; level 0 is the graph itself.

@@ -25,7 +25,7 @@ struct SeparatorScratch {
 /// The same graph and seed give the same result.
 /// Source: Hendrickson, Rothberg, SIAM J. Sci. Comput. 20 (1998) 468-489; Karypis, Kumar, SIAM J. Sci.
 /// Comput. 20 (1998) 359-392.
-/// @param tries  separations found on the levels below some five hundred vertices, of which the best goes on
+/// @param tries  separations found on the levels below some thousand vertices, of which the best goes on
 void FindSeparator(const GraphView& graph, std::uint64_t seed, int tries, SeparatorScratch& scratch);
 
 }  // namespace sparse
