@@ -14,13 +14,9 @@ constexpr int kTooSmallToDissect = 60;  ///< groups; minimum degree is as good a
 constexpr double kOperationsPerSecond = 1e11;
 constexpr int kMetisSeed = 5;  ///< the try that METIS makes
 
-/// Roughly what one nested dissection takes on one thread, in seconds (measured on meshes and frames of 10^4
-/// to 10^5 groups).
+/// Roughly what one nested dissection takes on one thread, in seconds: right for frames of 10^4 groups, too
+/// much for meshes, which further tries hardly help.
 double DissectionSeconds(const Graph& graph) {
-  return 1.0e-6 * graph.n + 0.15e-6 * static_cast<double>(graph.neighbour.size());
-}
-
-double MetisSeconds(const Graph& graph) {
   return 2.2e-6 * graph.n + 0.18e-6 * static_cast<double>(graph.neighbour.size());
 }
 
@@ -63,7 +59,7 @@ void TryMoreDissections(const Graph& graph, int threads, ChosenOrder& best) {
   double lowest = best.cost.operations, highest = lowest, spent = 0.0;
   for (int seed = 2; seed <= 8; ++seed) {
     const bool metis = seed == kMetisSeed;
-    spent += metis ? MetisSeconds(graph) : DissectionSeconds(graph);
+    spent += DissectionSeconds(graph);
     if (12.0 * spent > best.cost.operations / kOperationsPerSecond) return;
     if (seed > 3 && highest < 1.05 * lowest) return;
     std::vector<int> order;
