@@ -200,7 +200,7 @@ TEST(MemoryLimitFigures, AreInTheMessageOfEveryMethod) {
 TEST(MemoryLimitFigures, AreInTheMessageOfTheRowStoredMatrix) {
   // An arrow: its first row is full, and so is its factor.
   const int n = 20000;
-  ExpectFigures(300000000, [n] {
+  ExpectFigures(300000000, [] {
     CSymmetricRow matrix(n), factor;
     for (int i = 1; i <= n; ++i) {
       matrix.AllocateAt(i, i);
