@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kLine = 64;
 /// From this size on a request is compared with what there is: the system may grant more than it has.
-constexpr std::size_t kAskFirst = std::size_t(1) << 26;
+constexpr std::size_t kCheckedRequest = std::size_t(1) << 26;
 #if defined(__linux__)
 /// Blocks from this size on are pages of their own: given back, they leave no holes in the heap.
 constexpr std::size_t kOwnPages = std::size_t(1) << 20;
@@ -29,7 +29,7 @@ constexpr std::size_t kOwnPages = std::size_t(1) << 20;
 double* AllocateDoubles(std::size_t count) {
   if (count > std::numeric_limits<std::size_t>::max() / (2 * sizeof(double))) throw std::bad_alloc();
   const std::size_t bytes = count * sizeof(double);
-  if (bytes >= kAskFirst) RequireMemory("an array", static_cast<std::int64_t>(bytes));
+  if (bytes >= kCheckedRequest) RequireMemory("an array", static_cast<std::int64_t>(bytes));
 #if defined(_WIN32)
   void* data = _aligned_malloc(bytes, kLine);
   if (!data) throw std::bad_alloc();
