@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 #include "../../sparse/LdltTypes.h"
+#include "../../sparse/analysis/PanelLayout.h"
 #include "../../sparse/analysis/Supernodes.h"
 
 namespace Vessa {
@@ -69,43 +70,6 @@ struct FactorizationMemory {
 };
 /// An estimate: one thread's stack as it is, and for every further thread that of the largest task besides.
 FactorizationMemory MemoryOfFactorization(const LdltAnalysis& a, int threads);
-
-/// Stored columns of one supernode: panels of at most kPanelWidth pivots, one after the other. Panel p starts
-/// with the row of its own first pivot.
-struct PanelShape {
-  int first;            ///< first pivot within the front
-  int width;            ///< pivots
-  int rows;             ///< rows of the front from `first` on
-  int stride;           ///< leading dimension
-  std::int64_t offset;  ///< within the supernode's storage
-};
-
-constexpr int kPanelWidth = 128;
-
-/// Leading dimension that keeps columns of long panels aligned without wasting much on short ones.
-inline int PanelStride(int rows) noexcept {
-  return rows < 24 ? rows : (rows + 7) / 8 * 8;
-}
-
-inline int PanelCount(int columns) noexcept {
-  return (columns + kPanelWidth - 1) / kPanelWidth;
-}
-
-/// Panel p of `columns` columns over `size` rows.
-inline PanelShape PanelAt(int size, int columns, int p) noexcept {
-  PanelShape shape{0, 0, size, 0, 0};
-  for (int q = 0;; ++q) {
-    shape.first = q * kPanelWidth;
-    shape.width = columns - shape.first < kPanelWidth ? columns - shape.first : kPanelWidth;
-    shape.rows = size - shape.first;
-    shape.stride = PanelStride(shape.rows);
-    if (q == p) return shape;
-    shape.offset += static_cast<std::int64_t>(shape.stride) * shape.width;
-  }
-}
-
-/// Doubles taken by all panels of `columns` columns over `size` rows, a multiple of 8.
-std::int64_t PanelStorage(int size, int columns) noexcept;
 
 /// How an analysis ends: result is set only with Ok.
 struct AnalysisOutcome {

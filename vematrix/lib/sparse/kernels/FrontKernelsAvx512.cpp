@@ -1,8 +1,9 @@
 #include "KernelTable.h"
 #include "Simd512.h"
 // The kernels proper, for this file's instruction set.
+#include "PanelBlockSolve.inl"
 #include "PanelFactor.inl"
-#include "PanelSolve.inl"
+#include "PanelSweep.inl"
 
 namespace Vessa {
 namespace Matrix {

@@ -1,7 +1,7 @@
 // Register tiles: the innermost loops that all kernels share. Included once by each instruction set's source
+// file.
 #pragma once
 #include <cstddef>
-// file.
 namespace Vessa {
 namespace Matrix {
 namespace kernels {
@@ -17,6 +17,11 @@ inline int Least(int a, int b) {
 inline void Prefetch(const double* p) {
   __builtin_prefetch(p, 0, 3);
 }
+
+/// In solves, L is read once and comes from memory. The processor sees the streams of tall columns by itself;
+/// of short ones every line that is read asks for the one this many doubles further on, in the panels to come
+/// (or before, where the sweep runs backwards): they follow one another in memory.
+constexpr std::ptrdiff_t streamAhead = 1024;
 
 /// acc(v, j) ← Σ a(v, p)·b(j, p) over p = 0 … k−1, in that order: the one sum of every product kernel.
 /// @param a  vectors of V·width rows, stride sa from p to p+1;  @param b  N scalars, stride sb
