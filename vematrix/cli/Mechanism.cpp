@@ -3,14 +3,13 @@
 #include <fmt/core.h>
 
 #include <Eigen/Geometry>
-#include <Eigen/LU>
-#include <Eigen/QR>
 #include <algorithm>
 #include <cmath>
 #include <set>
 
 #include "Format.h"
 #include "NullProbe.h"
+#include "Subspace.h"
 
 namespace vematrix {
 namespace cli {
@@ -167,8 +166,7 @@ void deflate(Eigen::MatrixXd& basis, const Eigen::VectorXd& y) {
     return;
   }
   const Eigen::MatrixXd rest = basis - y * (y.transpose() * basis);
-  const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(rest);
-  basis = qr.householderQ() * Eigen::MatrixXd::Identity(rest.rows(), basis.cols() - 1);
+  basis = orthonormalBasis(rest, basis.cols() - 1);
 }
 
 /// The part of a space that has not been named yet, and the motions that have.
@@ -209,15 +207,6 @@ void nameParts(const UpperMatrix& matrix, Naming& naming) {
   }
   for (const std::vector<int>& dofs : moving)
     if (dofs.size() >= 2) naming.takeElementary(dofs, centre(dofs, naming.places), 0);
-}
-
-/// The same space by vectors of which each is one at a dof of its own and zero at those of the others.
-Eigen::MatrixXd localised(const Eigen::MatrixXd& basis) {
-  const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(basis.transpose());
-  Eigen::MatrixXd pivots(basis.cols(), basis.cols());
-  for (Eigen::Index c = 0; c < basis.cols(); ++c)
-    pivots.row(c) = basis.row(qr.colsPermutation().indices()[c]);
-  return basis * pivots.inverse();
 }
 
 }  // namespace

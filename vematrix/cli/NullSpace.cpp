@@ -1,12 +1,11 @@
 #include "NullSpace.h"
 
-#include <Eigen/QR>
-#include <Eigen/SVD>
 #include <algorithm>
 #include <memory>
 
 #include "Errors.h"
 #include "NullProbe.h"
+#include "Subspace.h"
 
 namespace vematrix {
 namespace cli {
@@ -98,26 +97,20 @@ NullSpace findNullSpace(const UpperMatrix& matrix, const SolverChoice& choice) {
     return space;
   }
   const Eigen::MatrixXd motions = motionsOf(balanced, rest, space.suppressed, count);
-  Eigen::HouseholderQR<Eigen::MatrixXd> qr(motions.colwise().normalized());
-  const Eigen::MatrixXd q = qr.householderQ() * Eigen::MatrixXd::Identity(motions.rows(), count);
+  const Eigen::MatrixXd q = orthonormalBasis(motions.colwise().normalized(), count);
   Eigen::MatrixXd image(motions.rows(), count);
   for (int c = 0; c < count; ++c) image.col(c) = balanced.product(q.col(c));
-  const Eigen::JacobiSVD<Eigen::MatrixXd> svd(image.transpose() * image, Eigen::ComputeFullV);
   const double norm = std::max(MatrixFacts(balanced).normInf, 1e-300);
-  int nullity = 0;
-  for (int c = 0; c < count; ++c)
-    if (std::sqrt(std::max(svd.singularValues()[c], 0.0)) <= nullTolerance * norm) ++nullity;
-  space.basis = q * svd.matrixV().rightCols(nullity);
-  for (int c = 0; c < nullity; ++c)
+  space.basis = q * vanishingCombinations(image, nullTolerance * norm);
+  for (int c = 0; c < space.size(); ++c)
     space.residual = std::max(space.residual, balanced.product(space.basis.col(c)).norm() / norm);
   return space;
 }
 
 std::vector<int> fewestRestraints(const NullSpace& space) {
   if (space.size() == 0) return {};
-  const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(space.basis.transpose());
   std::vector<int> dofs;
-  for (int c = 0; c < space.size(); ++c) dofs.push_back(qr.colsPermutation().indices()[c] + 1);
+  for (const Eigen::Index row : independentRows(space.basis)) dofs.push_back(int(row) + 1);
   std::sort(dofs.begin(), dofs.end());
   return dofs;
 }

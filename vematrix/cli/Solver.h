@@ -1,5 +1,4 @@
 #pragma once
-#include <CLI/CLI.hpp>
 #include <Eigen/Core>
 #include <memory>
 #include <string>
@@ -7,6 +6,10 @@
 
 #include "MatrixFacts.h"
 #include "solution/CSolnMatrix.h"
+
+namespace CLI {
+class App;
+}
 
 namespace vematrix {
 namespace cli {
