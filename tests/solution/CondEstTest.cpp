@@ -292,7 +292,6 @@ TEST(CondEst, FirstEstimateOfAFreshProcessIsReproducible) {
 }
 
 // ---- the eigensolver's estimate
-// -----------------------------------------------------------------------------------
 
 TEST(Gep11CondEst, IsALowerBoundFromTheExactNorm) {
   for (int n : {1, 3, 5, 40}) {

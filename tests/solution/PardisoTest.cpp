@@ -1,15 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "Engines.h"
-#include "solution/Pardiso.h"
+#include "PardisoFixture.h"
 #include "support/CaptureStdout.h"
-#include "support/DenseReference.h"
 #include "support/RandomMatrix.h"
 #include "support/ScaledError.h"
 
@@ -17,23 +13,6 @@ namespace {
 
 using namespace Vessa::Matrix;
 using namespace test_support;
-using Sparse = Eigen::SparseMatrix<double, 0, int>;
-
-const char kSolveLine[] = "\nPardiso: error in the solve phase: ";
-
-Eigen::VectorXd Ones(int n) {
-  return Eigen::VectorXd::Ones(n);
-}
-
-// Upper triangle {4, 1, 0; 3, 1; 5} as the solver wants it.
-Sparse SmallMatrix() {
-  return LowerTriangle(3, {{1, 1, 4.0}, {1, 2, 1.0}, {2, 2, 3.0}, {2, 3, 1.0}, {3, 3, 5.0}});
-}
-
-class PardisoContract : public ::testing::TestWithParam<PardisoEngine> {
-protected:
-  void Choose(Pardiso& solver) const { ASSERT_TRUE(solver.SetEngine(GetParam())); }
-};
 
 INSTANTIATE_TEST_SUITE_P(EveryEngine, PardisoContract, ::testing::ValuesIn(AvailableEngines()), EngineName);
 
@@ -296,84 +275,6 @@ TEST_P(PardisoContract, DisposingIsHarmlessTwiceAndClearsTheError) {
   EXPECT_TRUE(solver.solve(b));
 }
 
-// What must never reach the solver, named.
-struct Misread {
-  const char* name;
-  Sparse matrix;
-  bool compressed = true;
-
-  // Copying a matrix compresses it, so the spoilt state is made in place.
-  void SpoilInto(Sparse& a) const {
-    a = matrix;
-    if (!compressed) a.uncompress();
-  }
-};
-
-std::vector<Misread> MisreadMatrices() {
-  const auto fromTriplets = [](int rows, int cols, std::vector<Eigen::Triplet<double, int>> t) {
-    Sparse a(rows, cols);
-    a.setFromTriplets(t.begin(), t.end());
-    return a;
-  };
-  std::vector<Misread> all;
-  all.push_back({"empty", Sparse(0, 0)});
-  all.push_back({"not square", fromTriplets(3, 2, {{0, 0, 1.0}, {1, 1, 1.0}})});
-  all.push_back({"no terms", Sparse(3, 3)});
-  all.push_back(
-      {"missing diagonal", fromTriplets(3, 3, {{0, 0, 4.0}, {1, 0, 1.0}, {2, 2, 5.0}, {2, 1, 1.0}})});
-  all.push_back({"missing last diagonal", fromTriplets(2, 2, {{0, 0, 4.0}, {1, 0, 1.0}})});
-  all.push_back({"upper triangle", fromTriplets(2, 2, {{0, 0, 4.0}, {0, 1, 1.0}, {1, 1, 4.0}})});
-  all.push_back({"both triangles", fromTriplets(2, 2, {{0, 0, 4.0}, {0, 1, 1.0}, {1, 0, 1.0}, {1, 1, 4.0}})});
-  all.push_back({"uncompressed", SmallMatrix(), false});
-  Sparse unsorted = fromTriplets(3, 3, {{0, 0, 4.0}, {1, 0, 1.0}, {2, 0, 1.0}, {1, 1, 4.0}, {2, 2, 4.0}});
-  std::swap(unsorted.innerIndexPtr()[1], unsorted.innerIndexPtr()[2]);
-  all.push_back({"unsorted", unsorted});
-  Sparse repeated = fromTriplets(3, 3, {{0, 0, 4.0}, {1, 0, 1.0}, {2, 0, 1.0}, {1, 1, 4.0}, {2, 2, 4.0}});
-  repeated.innerIndexPtr()[2] = 1;
-  all.push_back({"repeated row", repeated});
-  Sparse outside = fromTriplets(3, 3, {{0, 0, 4.0}, {1, 0, 1.0}, {1, 1, 4.0}, {2, 2, 4.0}});
-  outside.innerIndexPtr()[1] = 3;
-  all.push_back({"row outside", outside});
-  return all;
-}
-
-TEST_P(PardisoContract, MatrixThatWouldBeMisreadIsRefusedBeforeTheSolverSeesIt) {
-  for (const Misread& bad : MisreadMatrices()) {
-    Sparse a;
-    bad.SpoilInto(a);
-    Pardiso solver(a, 1);
-    Choose(solver);
-    for (const bool positiveDefinite : {true, false}) {
-      bool ok = true;
-
-      const std::string text = StdoutOf([&] { ok = solver.factorize(positiveDefinite); });
-
-      EXPECT_FALSE(ok) << bad.name;
-      EXPECT_EQ(text, "ERROR during symbolic factorization: -1\n") << bad.name;
-      EXPECT_EQ(solver.lastError(), PardisoInconsistent) << bad.name;
-      EXPECT_FALSE(solver.isFactorized()) << bad.name;
-    }
-  }
-}
-
-TEST_P(PardisoContract, MatrixSpoiltAfterFactorisationIsRefusedInTheSolve) {
-  for (const Misread& bad : MisreadMatrices()) {
-    Sparse a = LowerTriangle(3, FillProfile({0, 1, 2, 3}, 5));  // 6 terms, as none of the spoilt ones
-    Pardiso solver(a, 1);
-    Choose(solver);
-    ASSERT_TRUE(solver.factorize(true));
-    CVector b(3, 1.0);
-    bool ok = true;
-    bad.SpoilInto(a);
-
-    const std::string text = StdoutOf([&] { ok = solver.solve(b); });
-
-    EXPECT_FALSE(ok) << bad.name;
-    EXPECT_EQ(text, kSolveLine) << bad.name;
-    EXPECT_EQ(solver.lastError(), PardisoInconsistent) << bad.name;
-  }
-}
-
 TEST_P(PardisoContract, SolveXAfterSolveInPlaceWritesX) {
   Sparse a = SmallMatrix();
   Pardiso solver(a, 1);
@@ -386,82 +287,6 @@ TEST_P(PardisoContract, SolveXAfterSolveInPlaceWritesX) {
   ASSERT_TRUE(solver.SolveX(Ones(3), x));
 
   EXPECT_TRUE(Solves(a, x.data(), Ones(3).data()));
-}
-
-TEST_P(PardisoContract, CopyReadsTheSameFactors) {
-  Sparse a = SmallMatrix();
-  Pardiso solver(a, 1);
-  Choose(solver);
-  ASSERT_TRUE(solver.factorize(true));
-  const Eigen::VectorXd expected = solver.solve(Ones(3));
-
-  Pardiso copy(solver);
-
-  EXPECT_TRUE(copy.isFactorized());
-  EXPECT_EQ(copy.Engine(), GetParam());
-  EXPECT_EQ(copy.solve(Ones(3)), expected);
-  EXPECT_EQ(solver.solve(Ones(3)), expected);
-}
-
-TEST_P(PardisoContract, DisposingThroughACopyLeavesTheOriginalUnfactorised) {
-  Sparse a = SmallMatrix();
-  Pardiso solver(a, 1);
-  Choose(solver);
-  ASSERT_TRUE(solver.factorize(true));
-  Pardiso copy(solver);
-  CVector b(3, 1.0);
-
-  copy.disposeFactors();
-
-  EXPECT_FALSE(solver.isFactorized());
-  StdoutOf([&] { EXPECT_FALSE(solver.solve(b)); });
-  EXPECT_EQ(solver.lastError(), PardisoInconsistent);
-  solver.disposeFactors();
-  EXPECT_TRUE(solver.factorize(true));
-  EXPECT_TRUE(solver.solve(b));
-  EXPECT_FALSE(copy.isFactorized());
-}
-
-TEST_P(PardisoContract, LastOwnerKeepsTheFactorsAlive) {
-  Sparse a = SmallMatrix();
-  auto solver = std::make_unique<Pardiso>(a, 1);
-  Choose(*solver);
-  ASSERT_TRUE(solver->factorize(true));
-  Pardiso copy(*solver);
-
-  solver.reset();
-  const Eigen::VectorXd x = copy.solve(Ones(3));
-
-  EXPECT_TRUE(Solves(a, x.data(), Ones(3).data()));
-}
-
-TEST_P(PardisoContract, FactorisingThroughACopyLeavesTheOriginalsFactors) {
-  Sparse a = SmallMatrix();
-  Pardiso solver(a, 1);
-  Choose(solver);
-  ASSERT_TRUE(solver.factorize(true));
-  Pardiso copy(solver);
-
-  ASSERT_TRUE(copy.factorize(false));
-  copy.disposeFactors();
-  const Eigen::VectorXd x = solver.solve(Ones(3));
-
-  EXPECT_TRUE(solver.isFactorized());
-  EXPECT_TRUE(Solves(a, x.data(), Ones(3).data()));
-}
-
-TEST_P(PardisoContract, CopyOfAnUnfactorisedObjectStaysUnfactorised) {
-  Sparse a = SmallMatrix();
-  Pardiso solver(a, 1);
-  Choose(solver);
-  Pardiso copy(solver);
-
-  ASSERT_TRUE(solver.factorize(true));
-
-  EXPECT_TRUE(solver.isFactorized());
-  EXPECT_FALSE(copy.isFactorized());
-  solver.disposeFactors();
-  EXPECT_TRUE(copy.factorize(true));
 }
 
 TEST_P(PardisoContract, ThreadCountOfTheObjectChangesTheAnswerByRoundingOnly) {

@@ -1,4 +1,6 @@
 #pragma once
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +30,12 @@ inline std::unique_ptr<Vessa::Matrix::CSolnMatrix> Finalised(int method, int n,
   Quietly([&] { return k->Finalize(); });
   return k;
 }
+
+/// A test for each method that has an engine.
+class EngineMethod : public ::testing::TestWithParam<int> {
+protected:
+  Vessa::Matrix::SolMethod Method() const { return static_cast<Vessa::Matrix::SolMethod>(GetParam()); }
+};
 
 /// The value of the host's term (i, j), i ≤ j, wherever the method keeps it.
 inline double TermOf(const Vessa::Matrix::CSolnMatrix& k, int method, int i, int j) {

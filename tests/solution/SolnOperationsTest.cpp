@@ -44,7 +44,6 @@ TEST_P(WithoutEngine, EveryOperationGivesItsNeutralAnswer) {
 }
 
 // ---- Products
-// -----------------------------------------------------------------------------------------------------
 
 TEST_P(Operations, ProductIsTheOneWithTheFullSymmetricMatrix) {
   for (const int n : {1, 2, 5, 33, 100}) {
@@ -115,7 +114,6 @@ TEST(SolnProduct, VectorOfAnotherLengthGivesAnEmptyOneAndAMessage) {
 }
 
 // ---- Shifts
-// -------------------------------------------------------------------------------------------------------
 
 TEST_P(Operations, ShiftBySubsetPatternIsTheDenseOne) {
   const auto k = Finalised(GetParam(), 3, kSmall);
@@ -292,7 +290,6 @@ TEST_P(Operations, ShiftedMatrixCountsTheEigenvaluesBelowTheShift) {
 }
 
 // ---- Scaling, sizes, norms, ratios
-// ----------------------------------------------------------------------------------
 
 TEST_P(Operations, ScaleMultipliesEveryStoredValue) {
   const auto k = Finalised(GetParam(), 3, kSmall);

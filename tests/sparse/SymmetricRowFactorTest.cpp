@@ -322,7 +322,6 @@ TEST(SymmetricRowFactor, InPlaceWhenNothingFillsIn) {
 }
 
 // ---- derived matrices
-// -----------------------------------------------------------------------------------------
 
 namespace {
 
