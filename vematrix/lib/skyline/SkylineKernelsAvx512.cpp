@@ -3,6 +3,8 @@
 #include "SkylineSweep.h"
 
 #if defined(__x86_64__)
+#include <immintrin.h>
+
 #define VEMATRIX_LANES 8
 
 namespace Vessa {

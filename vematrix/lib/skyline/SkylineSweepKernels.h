@@ -17,6 +17,8 @@ VEMATRIX_INLINE void Store(double* p, Vector v) {
   *reinterpret_cast<Vector*>(p) = v;
 }
 
+#include "SkylineColumnReader.h"
+
 /// ((0+4)+(2+6)) + ((1+5)+(3+7)) of eight partial sums.
 template <class Number>
 VEMATRIX_INLINE Number SumOfEight(const Number* s) {
@@ -32,11 +34,12 @@ VEMATRIX_INLINE void PrefetchColumnBefore(const double* value, const int* end, i
 
 // One vector. `ahead` is where the terms needed next lie, in doubles from those at hand.
 
-/// The sweeps up the columns read the terms in the order they are stored in.
-const long kUpwards = 256;
+/// Where the terms are read in the order they are stored in, or in the opposite one.
+const long kAhead = 1024;
 
-/// The sweeps down the columns read each upwards: the one before is as far away as it is tall, about.
-VEMATRIX_INLINE long Downwards(int count) {
+/// The sweep up each column, from the last column to the first: the one before is as far away as it is tall,
+/// about.
+VEMATRIX_INLINE long OneColumnBack(int count) {
   return -(count > 512 ? count : 512L);
 }
 
@@ -45,11 +48,16 @@ VEMATRIX_INLINE double Dot(const double* a, const double* u, int count, long ahe
   int t = 0;
   if (count >= 8) {
     Vector part[kParts] = {};
-    for (; t + 8 <= count; t += 8) {
+    ColumnReader terms(a);
+    terms.StartUp();
+    for (; t + 16 <= count; t += 8) {
       __builtin_prefetch(a + t + ahead);
 #pragma GCC unroll 4
-      for (int k = 0; k < kParts; ++k) part[k] += Load(a + t + k * kLanes) * Load(u + t + k * kLanes);
+      for (int k = 0; k < kParts; ++k) part[k] += terms.NextUp() * Load(u + t + k * kLanes);
     }
+#pragma GCC unroll 4
+    for (int k = 0; k < kParts; ++k) part[k] += Load(a + t + k * kLanes) * Load(u + t + k * kLanes);
+    t += 8;
     double partial[8];
 #pragma GCC unroll 4
     for (int k = 0; k < kParts; ++k) Store(partial + k * kLanes, part[k]);
@@ -64,26 +72,66 @@ VEMATRIX_INLINE int HeadOf(const double* u) {
   return static_cast<int>(-(reinterpret_cast<unsigned long>(u) / 8) % 8);
 }
 
+/// u(t) += f·a(t) for eight neighbouring t.
+VEMATRIX_INLINE void AddScaledLine(const double* a, double* u, double f) {
+#pragma GCC unroll 4
+  for (int k = 0; k < 8; k += kLanes) Store(u + k, Load(u + k) + f * Load(a + k));
+}
+
 /// u += f·a. Whole lines of u are updated: a store across two lines costs as much as several within one.
-VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f, long ahead) {
+VEMATRIX_INLINE void AddScaled(const double* a, double* u, int count, double f) {
   const int head = HeadOf(u) < count ? HeadOf(u) : count;
   int t = 0;
   for (; t < head; ++t) u[t] += f * a[t];
-  for (; t + 8 <= count; t += 8) {
-    __builtin_prefetch(a + t + ahead);
+  if (t + 16 <= count) {
+    ColumnReader terms(a + t);
+    terms.StartUp();
+    for (; t + 16 <= count; t += 8) {
+      __builtin_prefetch(a + t + kAhead);
 #pragma GCC unroll 4
-    for (int k = 0; k < kParts; ++k) {
-      const int at = t + k * kLanes;
-      Store(u + at, Load(u + at) + f * Load(a + at));
+      for (int k = 0; k < 8; k += kLanes) Store(u + t + k, Load(u + t + k) + f * terms.NextUp());
     }
   }
+  if (t + 8 <= count) {
+    AddScaledLine(a + t, u + t, f);
+    t += 8;
+  }
   for (; t < count; ++t) u[t] += f * a[t];
+}
+
+/// The same from the top of the column down: columns taken from the last to the first are then read in one
+/// sweep through the memory.
+VEMATRIX_INLINE void AddScaledFromTop(const double* a, double* u, int count, double f) {
+  const int head = HeadOf(u) < count ? HeadOf(u) : count;
+  const int lines = head + (count - head) / 8 * 8;
+  for (int t = count - 1; t >= lines; --t) u[t] += f * a[t];
+  int t = lines - 8;
+  if (t >= head) {
+    AddScaledLine(a + t, u + t, f);
+    t -= 8;
+  }
+  if (t >= head) {
+    ColumnReader terms(a + t + 8 - kLanes);
+    terms.StartDown();
+    for (; t >= head; t -= 8) {
+      __builtin_prefetch(a + t - kAhead);
+#pragma GCC unroll 4
+      for (int k = 8 - kLanes; k >= 0; k -= kLanes) Store(u + t + k, Load(u + t + k) + f * terms.NextDown());
+    }
+  }
+  for (t = head - 1; t >= 0; --t) u[t] += f * a[t];
 }
 
 /// Element t of the column below: y(t) += f·a(t), sum += a(t)·x(t).
 VEMATRIX_INLINE void DotAndAddScaledTerm(double a, double x, double& y, double f, double& sum) {
   sum += a * x;
   y += f * a;
+}
+
+VEMATRIX_INLINE void DotAndAddScaledTerms(Vector a, const double* x, double* y, int t, double f,
+                                          Vector& sum) {
+  sum += a * Load(x + t);
+  Store(y + t, Load(y + t) + f * a);
 }
 
 /// y += f·a, and returns a·x. Whole lines of y are updated; x must begin at the same place of a line.
@@ -99,15 +147,18 @@ VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double*
     Vector part[kParts];
 #pragma GCC unroll 4
     for (int k = 0; k < kParts; ++k) part[k] = Load(partial + head + k * kLanes);
-    for (; t + 8 <= whole; t += 8) {
-      __builtin_prefetch(a + t + kUpwards);
+    ColumnReader terms(a + t);
+    terms.StartUp();
+    for (; t + 16 <= count; t += 8) {
+      __builtin_prefetch(a + t + kAhead);
 #pragma GCC unroll 4
-      for (int k = 0; k < kParts; ++k) {
-        const int at = t + k * kLanes;
-        const Vector term = Load(a + at);
-        part[k] += term * Load(x + at);
-        Store(y + at, Load(y + at) + f * term);
-      }
+      for (int k = 0; k < kParts; ++k) DotAndAddScaledTerms(terms.NextUp(), x, y, t + k * kLanes, f, part[k]);
+    }
+    if (t + 8 <= whole) {
+#pragma GCC unroll 4
+      for (int k = 0; k < kParts; ++k)
+        DotAndAddScaledTerms(Load(a + t + k * kLanes), x, y, t + k * kLanes, f, part[k]);
+      t += 8;
     }
 #pragma GCC unroll 4
     for (int k = 0; k < kParts; ++k) Store(partial + head + k * kLanes, part[k]);
@@ -122,14 +173,14 @@ VEMATRIX_INLINE double DotAndAddScaled(const double* a, const double* x, double*
 void Forward(const double* value, const int* end, int n, double* u) {
   for (int j = 1; j <= n; ++j) {
     const int a = end[j - 1] + 1;
-    u[n - j] -= Dot(value + a, u + n - j + 1, end[j] - a, kUpwards);
+    u[n - j] -= Dot(value + a, u + n - j + 1, end[j] - a, kAhead);
   }
 }
 
 void Backward(const double* value, const int* end, int n, double* u) {
   for (int j = n; j >= 2; --j) {
     const int a = end[j - 1] + 1;
-    AddScaled(value + a, u + n - j + 1, end[j] - a, -u[n - j], Downwards(end[j] - a));
+    AddScaledFromTop(value + a, u + n - j + 1, end[j] - a, -u[n - j]);
   }
 }
 
@@ -145,14 +196,14 @@ void Product(const double* value, const int* end, int n, const double* x, double
 void Spread(const double* value, const int* end, int n, const double* x, double* y) {
   for (int j = 1; j <= n; ++j) {
     const int a = end[j - 1] + 1;
-    AddScaled(value + a, y + n - j + 1, end[j] - a, x[n - j], kUpwards);
+    AddScaled(value + a, y + n - j + 1, end[j] - a, x[n - j]);
   }
 }
 
 void Gather(const double* value, const int* end, int n, double* u) {
   for (int j = n; j >= 1; --j) {
     const int a = end[j - 1] + 1;
-    u[n - j] += Dot(value + a, u + n - j + 1, end[j] - a, Downwards(end[j] - a));
+    u[n - j] += Dot(value + a, u + n - j + 1, end[j] - a, OneColumnBack(end[j] - a));
   }
 }
 
