@@ -63,7 +63,7 @@ void gep11::Iteration::moveTo(double next) {
   subtractScaled(*m_moving, next - m_target, *m_solver.B);
   m_solver.shiftSum += next - m_target;
   m_target = next;
-  m_rhsKnown = false;
+  if (m_rhsOf == RightHandSide::AX) m_rhsKnown = false;
 }
 
 int gep11::Iteration::rationMultiplies() const {
@@ -83,27 +83,55 @@ bool gep11::Iteration::applyInverseOfA(Factors& factors, int repetitions) {
 /// One application at least; more only once a pair has converged, the converged columns being left alone.
 bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, MatrixXd& known, Scaling scaling,
                              int repetitions) {
-  if (open() == 0) return true;
+  m_solved = false;
+  if (open() == 0) {
+    rotateVectors();
+    return true;
+  }
   int done = 0;
   do {
     formRightHandSides(multiplied, known, done);
-    if (!factors.solve(m_rhs, m_solution)) return false;
+    if (!factors.solve(m_rhs, m_solution)) {
+      rotateVectors();
+      return false;
+    }
     scaleSolutions(scaling);
     ++done;
   } while (m_converged != 0 && done < repetitions);
-  if (m_converged == 0)
-    m_solver.X.swap(m_solution);
-  else
-    m_solver.X.rightCols(open()) = m_solution;
+  takeSolutions();
   m_multiplies += open() * done;
-  m_rhsKnown = false;
   return true;
+}
+
+/// X ← the Ritz vectors of the converged pairs beside the solutions.
+void gep11::Iteration::takeSolutions() {
+  MatrixXd& X = m_solver.X;
+  if (m_converged == 0) {
+    X.swap(m_solution);
+  } else {
+    if (m_vectorsWait) {
+      multiply(X, m_Q, m_converged, m_work);
+      X.swap(m_work);
+    }
+    X.rightCols(open()) = m_solution;
+  }
+  m_vectorsWait = false;
+  m_rhsKnown = false;
+  m_solved = true;
+}
+
+void gep11::Iteration::rotateVectors() {
+  if (!m_vectorsWait) return;
+  const Stopwatch time(m_solver.spent.projection);
+  rotate(m_solver.X, m_Q, m_work);
+  m_vectorsWait = false;
 }
 
 /// `known` is used up: the next projection forms it again.
 void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& known, int repetition) {
-  const Stopwatch time(m_solver.spent.product);
   const bool isKnown = repetition == 0 && m_rhsKnown;
+  if (repetition == 0 && !isKnown) rotateVectors();
+  const Stopwatch time(m_solver.spent.product);
   if (isKnown && m_converged == 0) return m_rhs.swap(known);
   math::Resize(m_rhs, m_solver.n, open());
   if (isKnown) {
@@ -117,122 +145,23 @@ void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& kn
 /// Keeps repeated applications within the range of doubles, by powers of two so that no digit changes. With B
 /// factorised, y·w = yᵀBy is the square of the length in which cholp measures.
 void gep11::Iteration::scaleSolutions(Scaling scaling) {
-  if (scaling == Scaling::ByLargestEntry) return scaleByLargestEntries(m_solution);
+  if (scaling == Scaling::ByLargestEntry) return scaleByLargestEntries(m_solution, &m_rhs);
   std::vector<double> lengths(open());
   for (int j = 0; j < open(); ++j) lengths[j] = std::sqrt(std::fabs(m_solution.col(j).dot(m_rhs.col(j))));
   scaleByPowersOfTwo(m_solution, lengths);
 }
 
-bool gep11::Iteration::orthonormalizeStart() {
-  const Stopwatch time(m_solver.spent.orthonormalize);
-  return orthonormalBasis(m_solver.X, m_work);
-}
-
-bool gep11::Iteration::orthonormalize() {
-  const Stopwatch time(m_solver.spent.orthonormalize);
-  if (orthonormalBasis(m_solver.X, m_work, kEnoughForPencils)) return true;
-  std::printf("Error while orthogonalizing subspace vectors\n");
-  return false;
-}
-
-void gep11::Iteration::orthonormalize(cholp& basis) {
-  const Stopwatch time(m_solver.spent.orthonormalize);
-  basis.orthogonalize();
-  m_BX = basis.product();
-}
-
-void gep11::Iteration::projectA() {
-  {
-    const Stopwatch time(m_solver.spent.product);
-    math::symProduct(*m_moving, m_solver.X, m_AX);
-  }
-  const Stopwatch time(m_solver.spent.projection);
-  project(m_solver.X, m_AX, m_M);
-}
-
-namespace {
-
-/// The sum of the absolute values of the lower triangle of H = XᵀT; entries that are no numbers are reported.
-double examineProjection(const MatrixXd& H, const MatrixXd& X, const MatrixXd& T, char projection,
-                         char matrix) {
-  double sum = 0.0;
-  for (int j = 0; j < H.cols(); ++j) {
-    for (int i = j; i < H.rows(); ++i) {
-      sum += std::fabs(H(i, j));
-      if (std::isfinite(H(i, j))) continue;
-      std::printf("rubbish found at (%d,%d) of %c. Norm of S(:,i)=%g, norm of %c*S(:,j)=%g\n", i, j,
-                  projection, X.col(i).norm(), matrix, T.col(j).norm());
-    }
-  }
-  return sum;
-}
-
-}  // namespace
-
-void gep11::Iteration::projectPencil() {
-  {
-    const Stopwatch time(m_solver.spent.product);
-    math::symProduct(*m_moving, m_solver.X, m_AX);
-    math::symProduct(*m_solver.B, m_solver.X, m_BX);
-  }
-  const Stopwatch time(m_solver.spent.projection);
-  project(m_solver.X, m_AX, m_M);
-  project(m_solver.X, m_BX, m_N);
-  m_normM = examineProjection(m_M, m_solver.X, m_AX, 'M', 'A');
-  m_normN = examineProjection(m_N, m_solver.X, m_BX, 'N', 'B');
-}
-
-void gep11::Iteration::reportIndefinite(int negative) const {
-  std::printf("negative evals of B=%d. normM=%f, normN=%f, shifting by %f\n", negative, m_normM, m_normN,
-              2.0 * m_normM * m_solver.mu);
-}
-
-bool gep11::Iteration::lapackFailed(int info) const {
-  if (info == 0) return false;
-  std::printf("Error in solving SRR eigensystem. LAPACK error code = %d\n", info);
-  return true;
-}
-
-bool gep11::Iteration::solveStandard() {
-  const Stopwatch time(m_solver.spent.projection);
-  m_theta.resize(m_solver.p);
-  m_Q = m_M;
-  return !lapackFailed(math::dsyevd(m_solver.p, m_Q.data(), m_solver.p, m_theta.data()));
-}
-
-bool gep11::Iteration::solvePencil(bool divideAndConquerFirst) {
-  const Stopwatch time(m_solver.spent.projection);
-  const int p = m_solver.p;
-  m_theta.resize(p);
-  if (divideAndConquerFirst) {
-    m_Q = m_M;
-    MatrixXd factor = m_N;
-    if (!lapackFailed(math::dsygvd(p, m_Q.data(), p, factor.data(), p, m_theta.data()))) return true;
-  }
-  m_Q = m_M;
-  return !lapackFailed(math::dsygv(p, m_Q.data(), p, m_N.data(), p, m_theta.data()));
-}
-
-void gep11::Iteration::takeRitzPairs(double reference, bool falling) {
-  const Stopwatch time(m_solver.spent.projection);
-  m_solver.evals = m_theta;
-  for (double& value : m_solver.evals) value += m_target;
-  permutePairs(orderByDistance(m_solver.evals, reference, falling), m_solver.evals, m_Q);
-  rotate(m_solver.X, m_Q, m_work);
-  rotate(m_rhsOf == RightHandSide::AX ? m_AX : m_BX, m_Q, m_work);
-  m_rhsKnown = true;
-}
-
 bool gep11::Iteration::countConverged() {
   const Stopwatch time(m_solver.spent.convergence);
   const int before = m_converged;
-  RotatedColumns rotated(m_rhsOf == RightHandSide::AX ? m_AX : m_BX);
-  RotatedColumns other(m_rhsOf == RightHandSide::AX ? m_BX : m_AX, m_Q);
   const bool explicitly = m_rhsOf == RightHandSide::AX;
-  m_converged =
-      m_solver.checkConvergence(before, m_target, explicitly ? rotated : other, explicitly ? other : rotated);
+  RotatedColumns vectors(m_solver.X, m_Q), rotated(explicitly ? m_AX : m_BX),
+      other(explicitly ? m_BX : m_AX, m_Q);
+  m_converged = m_solver.checkConvergence(before, m_target, vectors, explicitly ? rotated : other,
+                                          explicitly ? other : rotated);
   if (m_converged >= m_solver.nev) m_converged = stillConverged();
   if (m_converged >= m_solver.nev) return true;
+  if (m_converged < before) m_rhsKnown = false;  // of the pairs that were converged it has not been rotated
   m_stalled = m_converged != before ? 0 : m_stalled + 1;
   ++m_number;
   return false;
@@ -241,7 +170,8 @@ bool gep11::Iteration::countConverged() {
 /// Of the converged pairs the leading ones that have stayed so. A converged pair is not tested again, but its
 /// vector is rotated with the others in every iteration; where these carry large errors, as with a shift that
 /// is an eigenvalue, it may be spoilt. Twice as many products as pairs, once a solve.
-int gep11::Iteration::stillConverged() const {
+int gep11::Iteration::stillConverged() {
+  rotateVectors();
   const int count = std::min({m_converged, m_solver.nev, m_solver.p});
   MatrixXd Y(m_solver.n, count), Z(m_solver.n, count);
   const double* X = m_solver.X.data();
@@ -258,6 +188,7 @@ int gep11::Iteration::stillConverged() const {
 }
 
 si::Status gep11::Iteration::finish() {
+  rotateVectors();
   if (m_converged < m_solver.nev) m_converged = stillConverged();
   const auto n = std::uint32_t(m_solver.n), p = std::uint32_t(m_solver.p),
              iterations = std::uint32_t(m_number);

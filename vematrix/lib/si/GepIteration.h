@@ -14,9 +14,10 @@ namespace si {
 /// `target` starts at 0 where stored values count from the caller's shift, at that shift where they are
 /// absolute.
 ///
-/// Products are made once per iteration, for the projection. With X ← X·Q also the product that the next
-/// right-hand sides are (A·X in the explicit iteration, B·X in the implicit ones) is rotated; the convergence
-/// test rotates the few columns of the other one that it looks at.
+/// Products are made once per iteration, for the projection. Of the rotation by the Ritz vectors Q only that
+/// is carried out which is read: of the product that the next right-hand sides are (A·X in the explicit
+/// iteration, B·X in the implicit ones) the columns of the open pairs, of X those of the converged ones. The
+/// convergence test rotates the few columns that it looks at.
 class gep11::Iteration {
 public:
   using Sparse = Eigen::SparseMatrix<double, 0, int>;
@@ -46,14 +47,13 @@ public:
   bool applyInverseOfA(Factors& factors, int repetitions);
   /// An orthonormal basis of the start vectors; false when there is none.
   bool orthonormalizeStart();
-  /// An orthonormal basis of all p columns, as far as a pencil needs it; false when there is none.
-  bool orthonormalize();
-  /// A B-orthonormal one.
+  /// A B-orthonormal basis of all p columns.
   void orthonormalize(cholp& basis);
   /// M ← XᵀAX.
   void projectA();
-  /// M ← XᵀAX and N ← XᵀBX, with a report of every entry that is no number.
-  void projectPencil();
+  /// M ← XᵀAX and N ← XᵀBX, with a report of every entry that is no number; X becomes an orthonormal basis
+  /// unless its columns are far enough from linear dependence as they are. False when there is no basis.
+  bool projectPencil();
   /// Says that the shift lies above an eigenvalue, with the amount by which the projected pencil could be
   /// shifted to be definite. It is solved as it is: shifting and unshifting it costs about eight digits.
   void reportIndefinite(int negative) const;
@@ -61,8 +61,8 @@ public:
   bool solveStandard();
   /// All pairs of (M, N).
   bool solvePencil(bool divideAndConquerFirst);
-  /// Stores the Ritz values, in the order of their distance from `reference`, and rotates the vectors with
-  /// them.
+  /// Stores the Ritz values, in the order of their distance from `reference`; the vectors are rotated when
+  /// they are wanted.
   void takeRitzPairs(double reference, bool falling);
   /// The convergence test and the step to the next iteration; true when all wanted pairs have converged.
   bool countConverged();
@@ -74,7 +74,13 @@ private:
   enum class Scaling { ByEnergy, ByLargestEntry };
 
   int open() const { return m_solver.p - m_converged; }
-  int stillConverged() const;
+  int stillConverged();
+  void rotateVectors();
+  void takeSolutions();
+  bool orthonormalize();
+  bool projectSolutions();
+  bool imagesAreKnown() const;
+  void formImages();
   bool apply(Factors& factors, const Sparse& multiplied, Eigen::MatrixXd& known, Scaling scaling,
              int repetitions);
   void formRightHandSides(const Sparse& multiplied, Eigen::MatrixXd& known, int repetition);
@@ -86,8 +92,10 @@ private:
   double m_target;
   RightHandSide m_rhsOf;
   int m_number = 1, m_multiplies = 0, m_converged = 0, m_stalled = 0;
-  bool m_rhsKnown = false;            ///< m_AX (explicit) or m_BX (implicit) belongs to the present X
-  Eigen::MatrixXd m_AX, m_BX;         ///< n × p
+  bool m_rhsKnown = false;     ///< the open columns of m_AX (explicit) or m_BX (implicit) are those of X·Q
+  bool m_vectorsWait = false;  ///< X has still to be rotated by m_Q
+  bool m_solved = false;       ///< the open columns of X are solutions of moving·X = m_rhs
+  Eigen::MatrixXd m_AX, m_BX;  ///< n × p
   Eigen::MatrixXd m_rhs, m_solution;  ///< n × open columns
   Eigen::MatrixXd m_work;             ///< n × p
   Eigen::MatrixXd m_M, m_N, m_Q;      ///< p × p: projections (lower triangles), Ritz vectors

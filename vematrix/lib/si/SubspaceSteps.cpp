@@ -85,16 +85,29 @@ bool choleskyInPlace(MatrixXd& gram) {
   return true;
 }
 
-/// result ← Y·L⁻ᵀ for a lower triangle L. The small L is inverted: a product runs several times faster than a
-/// substitution on so few columns, and what accuracy that costs the second pass restores.
-void divideByFactor(const MatrixXd& Y, const MatrixXd& L, MatrixXd& result) {
+/// The upper triangle L⁻ᵀ for a lower triangle L.
+MatrixXd inverseOfTransposed(const MatrixXd& L) {
   const Eigen::Index k = L.cols();
   MatrixXd inverse = MatrixXd::Identity(k, k);
   math::tallDivide(int(k), int(k), MatrixXd(L.transpose()).data(), int(k), inverse.data(), int(k));
-  multiply(Y, inverse, result);
+  return inverse;
+}
+
+/// result ← Y·L⁻ᵀ for a lower triangle L. The small L is inverted: a product runs several times faster than a
+/// substitution on so few columns, and what accuracy that costs the second pass restores.
+void divideByFactor(const MatrixXd& Y, const MatrixXd& L, MatrixXd& result) {
+  multiply(Y, inverseOfTransposed(L), result);
 }
 
 }  // namespace
+
+bool isFarFromDependent(const MatrixXd& gram, double most) {
+  const Eigen::VectorXd lengths = gram.diagonal().cwiseSqrt();
+  MatrixXd factor = gram.triangularView<Eigen::Lower>();
+  if (!choleskyInPlace(factor)) return false;
+  const MatrixXd inverse = lengths.asDiagonal() * inverseOfTransposed(factor);
+  return inverse.squaredNorm() <= most;
+}
 
 bool orthonormalBasis(MatrixXd& Y, MatrixXd& work, double enough) {
   if (Y.rows() < Y.cols()) return householderQ(Y);
@@ -151,20 +164,22 @@ void print(const MultiplyBudget& budget) {
   std::printf("cond: %g, mult_limit: %d\n", budget.cond, budget.limit);
 }
 
-void scaleByPowersOfTwo(MatrixXd& Y, const std::vector<double>& lengths) {
+void scaleByPowersOfTwo(MatrixXd& Y, const std::vector<double>& lengths, MatrixXd* along) {
   for (Eigen::Index j = 0; j < Y.cols(); ++j) {
     if (!(lengths[j] > 0.0) || !std::isfinite(lengths[j])) continue;
     int exponent = 0;
     std::frexp(lengths[j], &exponent);
-    if (exponent != 0) Y.col(j) *= std::ldexp(1.0, -exponent);
+    if (exponent == 0) continue;
+    Y.col(j) *= std::ldexp(1.0, -exponent);
+    if (along) along->col(j) *= std::ldexp(1.0, -exponent);
   }
 }
 
-void scaleByLargestEntries(MatrixXd& Y) {
+void scaleByLargestEntries(MatrixXd& Y, MatrixXd* along) {
   std::vector<double> lengths(Y.cols(), 0.0);
   if (Y.rows() > 0)
     for (Eigen::Index j = 0; j < Y.cols(); ++j) lengths[j] = Y.col(j).cwiseAbs().maxCoeff();
-  scaleByPowersOfTwo(Y, lengths);
+  scaleByPowersOfTwo(Y, lengths, along);
 }
 
 void project(const MatrixXd& X, const MatrixXd& T, MatrixXd& H) {
@@ -200,9 +215,22 @@ void multiply(const MatrixXd& X, const MatrixXd& Q, MatrixXd& result) {
                     result.data(), rowsOf(result));
 }
 
-void rotate(MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {
-  multiply(X, Q, work);
+void multiply(const MatrixXd& X, const MatrixXd& Q, int columns, MatrixXd& result) {
+  math::Resize(result, X.rows(), X.cols());
+  math::tallProduct(rowsOf(X), columnsOf(X), columns, X.data(), rowsOf(X), Q.data(), rowsOf(Q), result.data(),
+                    rowsOf(X));
+}
+
+void rotateFrom(int first, MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {
+  math::Resize(work, X.rows(), X.cols());
+  if (first < columnsOf(X))
+    math::tallProduct(rowsOf(X), columnsOf(X), columnsOf(X) - first, X.data(), rowsOf(X), Q.col(first).data(),
+                      rowsOf(Q), work.col(first).data(), rowsOf(X));
   X.swap(work);
+}
+
+void rotate(MatrixXd& X, const MatrixXd& Q, MatrixXd& work) {
+  rotateFrom(0, X, Q, work);
 }
 
 namespace {

@@ -58,13 +58,19 @@ void print(const MultiplyBudget& budget);
 
 /// Multiplies each column j of Y by the power of two (exact) that brings its given length into [½, 1).
 /// Columns whose length is zero or not finite are left alone.
-void scaleByPowersOfTwo(Eigen::MatrixXd& Y, const std::vector<double>& lengths);
+/// @param along  columns that are multiplied by the same; null for none
+void scaleByPowersOfTwo(Eigen::MatrixXd& Y, const std::vector<double>& lengths,
+                        Eigen::MatrixXd* along = nullptr);
 
 /// The same by the largest absolute entry of each column.
-void scaleByLargestEntries(Eigen::MatrixXd& Y);
+void scaleByLargestEntries(Eigen::MatrixXd& Y, Eigen::MatrixXd* along = nullptr);
 
 /// The lower triangle of H (p × p, resized) ← XᵀT, which is known to be symmetric.
 void project(const Eigen::MatrixXd& X, const Eigen::MatrixXd& T, Eigen::MatrixXd& H);
+
+/// Whether a Gram matrix (its lower triangle is read) is positive definite and, scaled to a unit diagonal,
+/// has eigenvalues whose reciprocals add up to at most `most`, so that none is below 1/most.
+bool isFarFromDependent(const Eigen::MatrixXd& gram, double most);
 
 /// The order of the pairs by rising |ritz − reference|, falling where `falling`; NaN last. Ties by index.
 std::vector<int> orderByDistance(const std::vector<double>& ritz, double reference, bool falling);
@@ -74,6 +80,13 @@ void permutePairs(const std::vector<int>& order, std::vector<double>& values, Ei
 
 /// result ← X·Q; result is another matrix than X.
 void multiply(const Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, Eigen::MatrixXd& result);
+
+/// The first `columns` columns of result ← those of X·Q; result (resized to the shape of X) is another
+/// matrix.
+void multiply(const Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, int columns, Eigen::MatrixXd& result);
+
+/// The columns of X from `first` on ← those of X·Q; `work` takes the old X, the columns before are undefined.
+void rotateFrom(int first, Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, Eigen::MatrixXd& work);
 
 /// X ← X·Q; `work` takes the old X.
 void rotate(Eigen::MatrixXd& X, const Eigen::MatrixXd& Q, Eigen::MatrixXd& work);

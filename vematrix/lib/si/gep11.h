@@ -145,7 +145,8 @@ private:
 
   void restart(int newMode, double initialValue);
   si::Status iterateInverse(Iteration& iteration, Eigen::SparseMatrix<double, 0, int>& shifted);
-  int checkConvergence(int first, const double& sigma, RotatedColumns& AX, RotatedColumns& BX);
+  int checkConvergence(int first, const double& sigma, RotatedColumns& vectors, RotatedColumns& AX,
+                       RotatedColumns& BX);
   static bool needsNoTest(double ritz);
   double backwardError(double residual, double lambda, double length) const;
   double ErrorNorm(int i);

@@ -36,8 +36,10 @@ double gep11::backwardError(double residual, double lambda, double length) const
 }
 
 /// Counts the leading converged pairs, from pair `first` on, up to the first that fails.
-/// @param sigma  stored value − sigma is an eigenvalue of the pencil (A, B) of which AX = A·X and BX = B·X
-int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& AX, RotatedColumns& BX) {
+/// @param sigma    stored value − sigma is an eigenvalue of the pencil (A, B)
+/// @param vectors  the Ritz vectors; AX and BX what A and B make of them
+int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& vectors, RotatedColumns& AX,
+                            RotatedColumns& BX) {
   const int tested = std::min({nev, int(evals.size()), int(X.cols())});
   int converged = first;
   for (int i = first; i < tested; ++i) {
@@ -46,8 +48,7 @@ int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& AX, 
       ++converged;
       continue;
     }
-    const auto x = X.col(i);
-    const auto y = AX.col(i), z = BX.col(i);
+    const auto x = vectors.col(i), y = AX.col(i), z = BX.col(i);
     double length = 0.0, residual = 0.0;
     math::invokeBoth(
         std::size_t(n), [&] { length = x.norm(); }, [&] { residual = (y - (lambda - sigma) * z).norm(); });
