@@ -1,16 +1,13 @@
 // Drives two CBandSym through arbitrary call orders, sizes and values beside a transcription of their slots:
 // term (i, j) at position (i - 1) b + (j - i), the slots beyond the last column kept but no part of the
 // matrix.
-#include "Choices.h"
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "skyline/CBandSym.h"
 
 namespace {
 
-using fuzz::Choices;
-using fuzz::contradiction;
-using Vessa::Matrix::CBandSym;
-using Vessa::Matrix::CVector;
+using namespace Vessa::Matrix;
+using namespace fuzz;
 
 /// What the matrix must hold.
 struct Slots {
@@ -54,8 +51,20 @@ Slots product(const Slots& a, const Slots& b, Slots& size) {
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { resize(); }
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 300; ++steps) step();
+
+  void step() {
+    const int operation = m_choices.below(14);
+    Pair &a = m_pair[m_choices.below(2)], &b = m_pair[m_choices.below(2)];
+    if (operation == 0) return resize();
+    if (operation <= 4) return setTerm(a);
+    if (operation <= 9) return arithmetic(operation, a, b);
+    if (operation == 10) return times(a);
+    if (operation == 11) return reshape(a);
+    if (operation == 12) {
+      a.matrix = a.matrix.Transpose();
+      a.matrix.Copy(CBandSym(a.matrix));
+    }
+    check(a, "the terms");
   }
 
 private:
@@ -73,21 +82,6 @@ private:
       p.matrix = CBandSym(rows, band, v);
       p.slots = Slots(rows, band, v);
     }
-  }
-
-  void step() {
-    const int operation = m_choices.below(14);
-    Pair &a = m_pair[m_choices.below(2)], &b = m_pair[m_choices.below(2)];
-    if (operation == 0) return resize();
-    if (operation <= 4) return setTerm(a);
-    if (operation <= 9) return arithmetic(operation, a, b);
-    if (operation == 10) return times(a);
-    if (operation == 11) return reshape(a);
-    if (operation == 12) {
-      a.matrix = a.matrix.Transpose();
-      a.matrix.Copy(CBandSym(a.matrix));
-    }
-    check(a, "the terms");
   }
 
   void setTerm(Pair& a) {
@@ -150,7 +144,7 @@ private:
 
   void times(const Pair& a) {
     const int n = a.slots.rows;
-    fuzz::SymmetricModel model(n);
+    SymmetricModel model(n);
     for (int i = 1; i <= n; ++i)
       for (int j = i; j <= a.slots.lastColumn(i); ++j) model.set(i, j, a.slots.get(i, j));
     CVector x(n), y;
@@ -161,7 +155,7 @@ private:
     const CVector fresh = a.matrix * x;
     a.matrix.Multiply(x, x);  // the result may take the place of the operand
     for (int i = 1; i <= n; ++i)
-      if (!fuzz::same(x[i], y[i]) || !fuzz::same(fresh[i], y[i])) contradiction("a product in place differs");
+      if (!same(x[i], y[i]) || !same(fresh[i], y[i])) contradiction("a product in place differs");
   }
 
   /// Another split of the same number of values keeps them, any other size makes zeros; then back.
@@ -186,7 +180,7 @@ private:
                     a.slots.rows, a.slots.band);
     for (int i = 1; i <= a.slots.rows; ++i)
       for (int j = 1; j <= a.slots.rows; ++j)
-        if (!fuzz::same(a.matrix.GetAt(i, j), a.slots.get(i, j)))
+        if (!same(a.matrix.GetAt(i, j), a.slots.get(i, j)))
           contradiction("%s: (%d, %d) is %g, expected %g", what, i, j, a.matrix.GetAt(i, j),
                         a.slots.get(i, j));
   }
@@ -198,7 +192,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size);
 }

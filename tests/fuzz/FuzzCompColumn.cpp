@@ -3,15 +3,13 @@
 // diagonal too.
 #include <cstdio>
 
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "sparse/CCompColumn.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
-using fuzz::Choices;
-using fuzz::contradiction;
-using fuzz::SymmetricModel;
+using namespace fuzz;
 
 /// A matrix and what it must hold.
 struct Subject {
@@ -37,37 +35,6 @@ struct Subject {
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { build(m_subject, m_choices.order()); }
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 300; ++steps) step();
-  }
-
-private:
-  int n() const { return m_subject.n(); }
-
-  /// A pattern of n dofs on a used or fresh object, and some values.
-  void build(Subject& s, int n) {
-    if (m_choices.oneIn(2)) s.matrix = CCompColumn();
-    s.matrix.SetLog(&m_report);
-    s.model = SymmetricModel(n);
-    s.stored.assign(s.at(n, n) + 1, false);
-    CMatInt pattern;
-    pattern.SetSize(n);
-    const auto reserve = [&](int i, int j) {
-      pattern.SetVal(i, j);
-      pattern.SetVal(j, i);
-      s.stored[s.at(std::min(i, j), std::max(i, j))] = true;
-    };
-    for (int i = 1; i <= n; ++i)
-      if (!m_choices.oneIn(8)) reserve(i, i);
-    for (int k = n == 0 ? 0 : m_choices.below(48); k > 0; --k)
-      reserve(1 + m_choices.below(n), 1 + m_choices.below(n));
-    std::vector<test_support::Term> terms;
-    if (m_choices.oneIn(2)) terms = fuzz::drawDominantTerms(m_choices, n);
-    for (const auto& t : terms) reserve(t.i, t.j);
-    pattern.Sort();
-    if (!s.matrix.Set(pattern)) contradiction("a sorted pattern was refused");
-    for (const auto& t : terms) s.set(t.i, t.j, t.value);
-  }
 
   void step() {
     switch (m_choices.below(14)) {
@@ -95,6 +62,34 @@ private:
       default:
         return changeTerm();
     }
+  }
+
+private:
+  int n() const { return m_subject.n(); }
+
+  /// A pattern of n dofs on a used or fresh object, and some values.
+  void build(Subject& s, int n) {
+    if (m_choices.oneIn(2)) s.matrix = CCompColumn();
+    s.matrix.SetLog(&m_report);
+    s.model = SymmetricModel(n);
+    s.stored.assign(s.at(n, n) + 1, false);
+    CMatInt pattern;
+    pattern.SetSize(n);
+    const auto reserve = [&](int i, int j) {
+      pattern.SetVal(i, j);
+      pattern.SetVal(j, i);
+      s.stored[s.at(std::min(i, j), std::max(i, j))] = true;
+    };
+    for (int i = 1; i <= n; ++i)
+      if (!m_choices.oneIn(8)) reserve(i, i);
+    for (int k = n == 0 ? 0 : m_choices.below(48); k > 0; --k)
+      reserve(1 + m_choices.below(n), 1 + m_choices.below(n));
+    std::vector<test_support::Term> terms;
+    if (m_choices.oneIn(2)) terms = drawDominantTerms(m_choices, n);
+    for (const auto& t : terms) reserve(t.i, t.j);
+    pattern.Sort();
+    if (!s.matrix.Set(pattern)) contradiction("a sorted pattern was refused");
+    for (const auto& t : terms) s.set(t.i, t.j, t.value);
   }
 
   void changeTerm() {
@@ -173,9 +168,8 @@ private:
   }
 
   void solve() {
-    const std::vector<double> f = fuzz::drawLoads(m_choices, n());
-    CVector x(n());
-    for (int i = 1; i <= n(); ++i) x[i] = f[std::size_t(i) - 1];
+    const std::vector<double> f = drawLoads(m_choices, n());
+    CVector x = vectorOf(f, n());
     const bool reduced = m_subject.matrix.IsReduced();
     m_subject.matrix.BackSubs(x);
     for (int i = 1; i <= n() && !reduced; ++i)
@@ -236,7 +230,6 @@ private:
     checkTerms();
   }
 
-  using Real = fuzz::Real;
   Choices& m_choices;
   CReport m_report;
   Subject m_subject;
@@ -246,7 +239,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size);
 }

@@ -3,70 +3,18 @@
 #include <exception>
 #include <memory>
 
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "solution/Pardiso.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
-using fuzz::Choices;
-using fuzz::contradiction;
-using fuzz::SymmetricModel;
+using namespace fuzz;
 using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { restart(); }
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 200; ++steps) step();
-  }
-
-private:
-  int n() const { return m_model.order(); }
-
-  void restart() {
-    m_copy.reset();
-    m_solver.reset();
-    matrix();
-    m_solver = std::make_unique<Pardiso>(m_matrix, m_choices.below(4));
-    const PardisoEngine engine = m_choices.oneIn(2) ? EngineOwn : EngineMkl;
-    if (m_solver->SetEngine(engine) != Pardiso::HasEngine(engine)) contradiction("the engines of the build");
-    m_factors = Factors::None;
-    m_writesToLoad = false;
-  }
-
-  /// Other contents of the bound matrix.
-  void matrix() {
-    const int n = m_choices.order();
-    m_model = SymmetricModel(n);
-    std::vector<test_support::Term> terms;
-    if (m_choices.oneIn(2)) terms = fuzz::drawDominantTerms(m_choices, n);
-    for (int i = 1; i <= n; ++i) terms.push_back({i, i, 0.0});
-    for (int k = n == 0 ? 0 : m_choices.below(48); k > 0; --k) {
-      const int i = 1 + m_choices.below(n), j = i + m_choices.below(n - i + 1);
-      terms.push_back({i, j, m_choices.value()});
-    }
-    m_wellFormed = n > 0;
-    if (n > 0 && m_choices.oneIn(16)) malform(n, terms);
-    m_matrix = test_support::LowerTriangle(n, terms);
-    for (const auto& t : terms) m_model.add(std::min(t.i, t.j), std::max(t.i, t.j), t.value);
-    if (m_choices.oneIn(16) && n > 0) {
-      m_matrix.uncompress();
-      m_wellFormed = false;
-    }
-  }
-
-  /// What the solver must refuse: a missing diagonal term, an entry above the diagonal.
-  void malform(int n, std::vector<test_support::Term>& terms) {
-    const int dof = 1 + m_choices.below(n);
-    if (m_choices.oneIn(2) && dof > 1) {
-      terms.push_back({dof, dof - 1, 1.0});
-    } else {
-      for (std::size_t k = terms.size(); k-- > 0;)
-        if (terms[k].i == dof && terms[k].j == dof) terms.erase(terms.begin() + std::ptrdiff_t(k));
-    }
-    m_wellFormed = false;
-  }
 
   void step() {
     switch (m_choices.below(10)) {
@@ -92,6 +40,53 @@ private:
         if (m_factors == Factors::Stale) return;
         return m_choices.oneIn(4) ? solveBlock() : solve();
     }
+  }
+
+private:
+  int n() const { return m_model.order(); }
+
+  void restart() {
+    m_copy.reset();
+    m_solver.reset();
+    matrix();
+    m_solver = std::make_unique<Pardiso>(m_matrix, m_choices.below(4));
+    const PardisoEngine engine = m_choices.oneIn(2) ? EngineOwn : EngineMkl;
+    if (m_solver->SetEngine(engine) != Pardiso::HasEngine(engine)) contradiction("the engines of the build");
+    m_factors = Factors::None;
+    m_writesToLoad = false;
+  }
+
+  /// Other contents of the bound matrix.
+  void matrix() {
+    const int n = m_choices.order();
+    m_model = SymmetricModel(n);
+    std::vector<test_support::Term> terms;
+    if (m_choices.oneIn(2)) terms = drawDominantTerms(m_choices, n);
+    for (int i = 1; i <= n; ++i) terms.push_back({i, i, 0.0});
+    for (int k = n == 0 ? 0 : m_choices.below(48); k > 0; --k) {
+      const int i = 1 + m_choices.below(n), j = i + m_choices.below(n - i + 1);
+      terms.push_back({i, j, m_choices.value()});
+    }
+    m_wellFormed = n > 0;
+    if (n > 0 && m_choices.oneIn(16)) malform(n, terms);
+    m_matrix = test_support::LowerTriangle(n, terms);
+    for (const auto& t : terms) m_model.add(std::min(t.i, t.j), std::max(t.i, t.j), t.value);
+    if (m_choices.oneIn(16) && n > 0) {
+      m_matrix.uncompress();
+      m_wellFormed = false;
+    }
+  }
+
+  /// What the solver must refuse: a missing diagonal term, an entry above the diagonal.
+  void malform(int n, std::vector<test_support::Term>& terms) {
+    const int dof = 1 + m_choices.below(n);
+    if (m_choices.oneIn(2) && dof > 1) {
+      terms.push_back({dof, dof - 1, 1.0});
+    } else {
+      for (std::size_t k = terms.size(); k-- > 0;)
+        if (terms[k].i == dof && terms[k].j == dof) terms.erase(terms.begin() + std::ptrdiff_t(k));
+    }
+    m_wellFormed = false;
   }
 
   void settings() {
@@ -144,7 +139,7 @@ private:
   void solve() {
     const bool rightSize = !m_choices.oneIn(16);
     const int size = rightSize ? n() : n() + 1;
-    const std::vector<double> f = fuzz::drawLoads(m_choices, size);
+    const std::vector<double> f = drawLoads(m_choices, size);
     const Eigen::VectorXd b = Eigen::Map<const Eigen::VectorXd>(f.data(), size);
     if (m_choices.oneIn(3)) {
       CVector x(b);
@@ -191,7 +186,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size, 200);
 }

@@ -4,21 +4,29 @@
 #include <cstdio>
 #include <memory>
 
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "skyline/CSkyLine.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
-using fuzz::Choices;
-using fuzz::contradiction;
-using fuzz::SymmetricModel;
+using namespace fuzz;
 
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { restart(); }
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 300; ++steps) step();
+
+  void step() {
+    const int operation = m_choices.below(18);
+    if (operation == 0) return restart();
+    if (operation == 1) return profile();
+    if (m_stage == Stage::Undefined) return;
+    if (operation == 2) return copy();
+    if (operation == 3) return file();
+    if (operation <= 6 && m_stage == Stage::Reduced) return solve(operation);
+    if (operation == 7) return product();
+    if (m_stage == Stage::Reduced) return reduceAgain();
+    change(operation);
   }
 
 private:
@@ -50,19 +58,6 @@ private:
     m_stage = Stage::Indexed;
     for (int j = 1; j <= n && !m_diagonal; ++j)
       if (m_matrix->ColHeight(j) != height(j)) contradiction("a height after the index");
-  }
-
-  void step() {
-    const int operation = m_choices.below(18);
-    if (operation == 0) return restart();
-    if (operation == 1) return profile();
-    if (m_stage == Stage::Undefined) return;
-    if (operation == 2) return copy();
-    if (operation == 3) return file();
-    if (operation <= 6 && m_stage == Stage::Reduced) return solve(operation);
-    if (operation == 7) return product();
-    if (m_stage == Stage::Reduced) return reduceAgain();
-    change(operation);
   }
 
   void change(int operation) {
@@ -102,7 +97,7 @@ private:
   }
 
   void fill() {
-    for (const test_support::Term& t : fuzz::drawDominantTerms(m_choices, n())) {
+    for (const test_support::Term& t : drawDominantTerms(m_choices, n())) {
       if (t.j - t.i >= height(t.j)) continue;
       m_matrix->SetAt(t.i, t.j, t.value);
       m_model.set(t.i, t.j, t.value);
@@ -193,19 +188,18 @@ private:
     CMatrix<0> X(n(), columns);
     std::vector<std::vector<double>> loads;
     for (int c = 1; c <= columns; ++c) {
-      loads.push_back(fuzz::drawLoads(m_choices, n()));
+      loads.push_back(drawLoads(m_choices, n()));
       for (int i = 1; i <= n(); ++i) X.SetAt(i, c, loads.back()[static_cast<std::size_t>(i) - 1]);
     }
     m_matrix->BackSubs(X);
     const bool known = m_model.negativePivots() >= 0;
     for (int c = 1; c <= columns; ++c) {
-      CVector x(n());
-      for (int i = 1; i <= n(); ++i)
-        x.SetAt(i, loads[static_cast<std::size_t>(c) - 1][static_cast<std::size_t>(i) - 1]);
+      const std::vector<double>& f = loads[static_cast<std::size_t>(c) - 1];
+      CVector x = vectorOf(f, n());
       m_matrix->BackSubs(x);
       for (int i = 1; i <= n(); ++i)
-        if (!fuzz::same(x[i], X.GetAt(i, c))) contradiction("a column of the block solve differs");
-      if (known) m_model.checkSolution(x.Array(), loads[static_cast<std::size_t>(c) - 1].data(), "BackSubs");
+        if (!same(x[i], X.GetAt(i, c))) contradiction("a column of the block solve differs");
+      if (known) m_model.checkSolution(x.Array(), f.data(), "BackSubs");
     }
   }
 
@@ -220,7 +214,7 @@ private:
     if (n() == 0) return;
     if (y.Size() != n() || Y.NumRows() != n()) contradiction("a product of %d rows", y.Size());
     for (int i = 1; i <= n(); ++i)
-      if (!fuzz::same(y[i], Y.GetAt(i, 1))) contradiction("a column of the block product differs");
+      if (!same(y[i], Y.GetAt(i, 1))) contradiction("a column of the block product differs");
     m_model.checkProduct(x.Array(), y.Array(), "product", m_stage == Stage::Reduced ? 1e-9L : 1e-14L);
   }
 
@@ -230,7 +224,7 @@ private:
     for (int j = 1; j <= n(); ++j) {
       for (int i = 1; i <= j; ++i) {
         m_model.checkTerm(i, j, m_matrix->GetAt(i, j), "a term");
-        if (!fuzz::same(m_matrix->GetAt(i, j), m_matrix->GetAt(j, i))) contradiction("a symmetric read");
+        if (!same(m_matrix->GetAt(i, j), m_matrix->GetAt(j, i))) contradiction("a symmetric read");
       }
       if ((j > 1 || m_diagonal) && m_matrix->GetAt(j, j) < 0.0) expected = false;
     }
@@ -254,7 +248,7 @@ private:
     if (other.GetPhase() != m_matrix->GetPhase()) contradiction("the phase in the file");
     for (int j = 1; j <= n(); ++j)
       for (int i = 1; i <= j; ++i)
-        if (!fuzz::same(other.GetAt(i, j), m_matrix->GetAt(i, j))) contradiction("a term in the file");
+        if (!same(other.GetAt(i, j), m_matrix->GetAt(i, j))) contradiction("a term in the file");
     *m_matrix = other;
   }
 
@@ -270,7 +264,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size);
 }

@@ -11,47 +11,17 @@
 #include <memory>
 #include <vector>
 
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "solution/CSolnMatrix.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
-
-using fuzz::Choices;
-using fuzz::contradiction;
-using fuzz::SymmetricModel;
+using namespace fuzz;
 
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { restart(); }
-
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 400; ++steps) step();
-  }
-
-private:
-  enum class Stage { Empty, Staging, Assembled, Reduced };
-
-  void restart() {
-    static const int methods[] = {0, 1, 4, 6, 3};
-    m_matrix = std::make_unique<CSolnMatrix>();
-    m_n = -1;
-    m_method = methods[m_choices.below(5)];
-    m_matrix->SetMethod(static_cast<SolMethod>(m_method));
-    m_matrix->SetLog(&m_report);
-    if (m_choices.below(4) == 0) m_matrix->SetPardisoNumThreads(1);
-    size();
-  }
-
-  void size() {
-    const int old = m_n;
-    m_n = m_choices.below(9);
-    m_matrix->SetNumDof(m_n);
-    if (m_n != old) m_staged = SymmetricModel(m_n);  // staged terms of the same order stay
-    m_model = SymmetricModel(m_n);
-    m_stage = Stage::Staging;
-  }
 
   void step() {
     switch (m_choices.below(14)) {
@@ -92,6 +62,29 @@ private:
         m_matrix = std::make_unique<CSolnMatrix>(*m_matrix);
         break;
     }
+  }
+
+private:
+  enum class Stage { Empty, Staging, Assembled, Reduced };
+
+  void restart() {
+    static const int methods[] = {0, 1, 4, 6, 3};
+    m_matrix = std::make_unique<CSolnMatrix>();
+    m_n = -1;
+    m_method = methods[m_choices.below(5)];
+    m_matrix->SetMethod(static_cast<SolMethod>(m_method));
+    m_matrix->SetLog(&m_report);
+    if (m_choices.below(4) == 0) m_matrix->SetPardisoNumThreads(1);
+    size();
+  }
+
+  void size() {
+    const int old = m_n;
+    m_n = m_choices.below(9);
+    m_matrix->SetNumDof(m_n);
+    if (m_n != old) m_staged = SymmetricModel(m_n);  // staged terms of the same order stay
+    m_model = SymmetricModel(m_n);
+    m_stage = Stage::Staging;
   }
 
   void addTerm() {
@@ -143,9 +136,8 @@ private:
 
   void solve() {
     if (m_stage != Stage::Reduced) return;
-    CVector x(m_n, 0.0);
-    const std::vector<double> f = fuzz::drawLoads(m_choices, m_n);
-    for (int i = 1; i <= m_n; ++i) x.SetAt(i, f[static_cast<std::size_t>(i) - 1]);
+    const std::vector<double> f = drawLoads(m_choices, m_n);
+    CVector x = vectorOf(f, m_n);
     m_matrix->BackSubstitute(x);
     if (mustSolve()) m_model.checkSolution(x.Array(), f.data(), "BackSubstitute");
   }
@@ -207,7 +199,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size, 400);
 }

@@ -1,21 +1,38 @@
 // Drives CSymmetricRow beside a dense model: a random pattern is reserved and sorted, its values are set in
 // any order, copied, scaled and multiplied, then both numeric factorisations must give the same factor and a
 // solution.
-#include "SymmetricModel.h"
+#include "CallOrders.h"
 #include "sparse/CSymmetricRow.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
-using fuzz::Choices;
-using fuzz::contradiction;
-using fuzz::SymmetricModel;
+using namespace fuzz;
 
 class Session {
 public:
   explicit Session(Choices& choices) : m_choices(choices) { restart(); }
-  void run() {
-    for (int steps = 0; !m_choices.ended() && steps < 300; ++steps) step();
+
+  void step() {
+    switch (m_choices.below(12)) {
+      case 0:
+        return restart();
+      case 1:
+        return scale();
+      case 2:
+        return diagonal();
+      case 3:
+        return product();
+      case 4:
+        return extract();
+      case 5:
+      case 6:
+        return factorise();
+      case 7:
+        return checkTerms();
+      default:
+        return setTerm();
+    }
   }
 
 private:
@@ -43,7 +60,7 @@ private:
     }
     for (int i = n(); i >= 1 && diagonal; --i) reserve(i, i);
     if (m_choices.oneIn(3))
-      for (const test_support::Term& t : fuzz::drawDominantTerms(m_choices, n())) {
+      for (const test_support::Term& t : drawDominantTerms(m_choices, n())) {
         reserve(t.i, t.j);
         m_matrix.SetAt(t.i, t.j, t.value);
         m_model.set(t.i, t.j, t.value);
@@ -81,28 +98,6 @@ private:
     if (everyColumn && m_matrix.Skyline() != profile) contradiction("a profile of %d", m_matrix.Skyline());
     if (everyColumn && n() > 0 && m_matrix.Sparsity() != 1.0 - double(m_entries) / profile)
       contradiction("the sparsity");
-  }
-
-  void step() {
-    switch (m_choices.below(12)) {
-      case 0:
-        return restart();
-      case 1:
-        return scale();
-      case 2:
-        return diagonal();
-      case 3:
-        return product();
-      case 4:
-        return extract();
-      case 5:
-      case 6:
-        return factorise();
-      case 7:
-        return checkTerms();
-      default:
-        return setTerm();
-    }
   }
 
   void setTerm() {
@@ -175,15 +170,14 @@ private:
     if (fast.Size() != slow.Size()) contradiction("two layouts of one factor");
     for (int i = 1; i <= n(); ++i)
       for (int j = i; j <= n(); ++j)
-        if (fast.Exist(i, j) != slow.Exist(i, j) || !fuzz::same(fast.GetAt(i, j), slow.GetAt(i, j)))
+        if (fast.Exist(i, j) != slow.Exist(i, j) || !same(fast.GetAt(i, j), slow.GetAt(i, j)))
           contradiction("the numeric stages give %g and %g", fast.GetAt(i, j), slow.GetAt(i, j));
-    const std::vector<double> f = fuzz::drawLoads(m_choices, n());
-    CVector b(n()), x;
-    for (int i = 1; i <= n(); ++i) b[i] = f[std::size_t(i) - 1];
+    const std::vector<double> f = drawLoads(m_choices, n());
+    CVector b = vectorOf(f, n()), x;
     fast.BackSubs(b, x);
     fast.BackSubs(b);
     for (int i = 1; i <= n(); ++i)
-      if (!fuzz::same(b[i], x[i])) contradiction("two solutions with one factor");
+      if (!same(b[i], x[i])) contradiction("two solutions with one factor");
     if (m_model.wellConditioned()) m_model.checkSolution(x.Array(), f.data(), "BackSubs");
   }
 
@@ -208,7 +202,5 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Choices choices(data, size);
-  Session(choices).run();
-  return 0;
+  return fuzz::runSession<Session>(data, size);
 }
