@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -16,11 +15,6 @@ namespace {
 
 using namespace properties;
 using test_support::Term;
-
-int Runs(int standard) {
-  const char* wanted = std::getenv("VEMATRIX_PROPERTY_RUNS");
-  return wanted != nullptr ? std::atoi(wanted) : standard;
-}
 
 TEST(EigenProperties, EigenpairsSatisfyTheirResidualsAndNoneIsMissed) {
   test_support::SilenceLibrary silence;

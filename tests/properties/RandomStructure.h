@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <numeric>
 #include <utility>
 #include <vector>
@@ -11,6 +12,12 @@
 
 /// Random small structures with what is known about them: the ground of the property tests.
 namespace properties {
+
+/// How many structures a property is tried on: VEMATRIX_PROPERTY_RUNS, or else the standard number.
+inline int Runs(int standard) {
+  const char* wanted = std::getenv("VEMATRIX_PROPERTY_RUNS");
+  return wanted != nullptr ? std::atoi(wanted) : standard;
+}
 
 /// Springs between single-dof nodes and to the ground.
 struct SpringNetwork {
@@ -102,6 +109,14 @@ inline SpringNetwork MakeSpringNetwork(unsigned seed, bool floating) {
 /// The same terms with every place once, as the residual helpers want them.
 inline std::vector<test_support::Term> Merged(int n, const std::vector<test_support::Term>& terms) {
   return test_support::TermsOfLower(test_support::LowerTriangle(n, terms));
+}
+
+/// n loads in [-1, 1).
+inline std::vector<double> RandomLoad(int n, unsigned seed) {
+  Dice dice(seed ^ 0x5bd1e995u);
+  std::vector<double> load(static_cast<std::size_t>(n));
+  for (double& f : load) f = 2.0 * dice.Unit() - 1.0;
+  return load;
 }
 
 /// A random permutation of 1..n: number[i - 1] is the new number of dof i.
