@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,15 +28,26 @@ thread_local long count = 0;
 std::atomic<long long> liveBytes{0};
 std::atomic<long long> liveBlocks{0};
 
-// The math library and the OpenMP runtime do not survive a failed allocation of their own; theirs are left
-// alone.
-bool belongsToMathLibrary(const void* caller) {
+bool liesInMathLibrary(const void* caller) {
   Dl_info info;
   if (dladdr(caller, &info) == 0 || info.dli_fname == nullptr) return false;
   return std::strstr(info.dli_fname, "libmkl") != nullptr ||
          std::strstr(info.dli_fname, "libgomp") != nullptr ||
          std::strstr(info.dli_fname, "openblas") != nullptr ||
          std::strstr(info.dli_fname, "liblapack") != nullptr;
+}
+
+// The math library and the OpenMP runtime do not survive a failed allocation of their own; theirs are left
+// alone. dladdr searches the whole symbol table of a library: what it said of a caller is kept.
+bool belongsToMathLibrary(const void* caller) {
+  struct Known {
+    const void* caller;
+    bool math;
+  };
+  static thread_local Known known[1024];
+  Known& place = known[(reinterpret_cast<std::uintptr_t>(caller) >> 2) % 1024];
+  if (place.caller != caller) place = {caller, liesInMathLibrary(caller)};
+  return place.math;
 }
 
 bool mustFail(const void* caller) {
