@@ -123,6 +123,10 @@ struct Case {
   PardisoEngine engine;
 };
 
+void PrintTo(const Case& c, std::ostream* out) {
+  *out << c.name;
+}
+
 class Generalised : public ModesAllocationFaults, public ::testing::WithParamInterface<Case> {};
 INSTANTIATE_TEST_SUITE_P(
     Algorithms, Generalised,
@@ -150,8 +154,8 @@ struct Standard {
   double shift = 0.0;
   si::sep solver;
 
-  Standard(si::EVAL_LOCATION end, PardisoEngine engine)
-      : solver(a, wanted, 8, end, 1e-8, shift, si::SHIFT_AGGRESSIVE, 400), m_end(end) {
+  Standard(si::EVAL_LOCATION end, PardisoEngine engine, double from)
+      : shift(from), solver(a, wanted, 8, end, 1e-8, shift, si::SHIFT_AGGRESSIVE, 400), m_end(end) {
     EXPECT_TRUE(solver.SetEngine(engine));
   }
 
@@ -172,21 +176,35 @@ private:
   si::EVAL_LOCATION m_end;
 };
 
-TEST_F(ModesAllocationFaults, OfTheStandardProblemEndInAnExceptionOrACode) {
-  for (const si::EVAL_LOCATION end : {si::EVAL_LOWEST, si::EVAL_HIGHEST})
-    for (const PardisoEngine engine : {EngineOwn, EngineMkl}) {
-      if (!Pardiso::HasEngine(engine) || (end == si::EVAL_HIGHEST && engine == EngineMkl)) continue;
-      SweepWithoutLeaks(std::string("sep, ") + (end == si::EVAL_LOWEST ? "lowest" : "highest") +
-                            (engine == EngineMkl ? ", MKL" : ", own engine"),
-                        [&] {
-                          const auto problem = std::make_shared<Standard>(end, engine);
-                          return Scenario{[problem] { return problem->Modes(); },
-                                          [problem] {
-                                            return SameMatrix(problem->a, problem->before) &&
-                                                   problem->Modes() == Result::Right;
-                                          }};
-                        });
-    }
+struct StandardCase {
+  std::string name;
+  si::EVAL_LOCATION end;
+  PardisoEngine engine;
+  double shift;
+};
+
+void PrintTo(const StandardCase& c, std::ostream* out) {
+  *out << c.name;
+}
+
+class StandardProblem : public ModesAllocationFaults, public ::testing::WithParamInterface<StandardCase> {};
+INSTANTIATE_TEST_SUITE_P(
+    Ends, StandardProblem,
+    ::testing::Values(StandardCase{"lowest, own engine", si::EVAL_LOWEST, EngineOwn, 0.0},
+                      StandardCase{"lowest, MKL", si::EVAL_LOWEST, EngineMkl, 0.0},
+                      // below the lowest: the solver works on a copy of the matrix
+                      StandardCase{"lowest from a shift, own engine", si::EVAL_LOWEST, EngineOwn, 0.005},
+                      StandardCase{"highest", si::EVAL_HIGHEST, EngineOwn, 0.0}));
+
+TEST_P(StandardProblem, EndsInAnExceptionOrACodeAndThenGivesTheRightModes) {
+  const StandardCase& c = GetParam();
+  if (!Pardiso::HasEngine(c.engine)) GTEST_SKIP() << "this build has no MKL";
+  SweepWithoutLeaks("sep, " + c.name, [&] {
+    const auto problem = std::make_shared<Standard>(c.end, c.engine, c.shift);
+    return Scenario{
+        [problem] { return problem->Modes(); },
+        [problem] { return SameMatrix(problem->a, problem->before) && problem->Modes() == Result::Right; }};
+  });
 }
 
 // ---- Condition estimates
