@@ -13,6 +13,7 @@
 #include "solution/NormOperators.h"
 #include "support/CaptureStdout.h"
 #include "support/DenseReference.h"
+#include "support/Engines.h"
 #include "support/OneNormTranscription.h"
 #include "support/RandomMatrix.h"
 #include "support/TrussGrid.h"
@@ -305,6 +306,24 @@ TEST(Gep11CondEst, IsALowerBoundFromTheExactNorm) {
     EXPECT_GT(estimate, 0.0);
     EXPECT_LE(estimate, ExactCondition(n, terms) * (1 + 1e-10));
   }
+}
+
+TEST(Gep11CondEst, SingularMatrixIsAnnouncedAndGivesANumber) {
+  const std::vector<Term> singular[] = {
+      {{1, 1, 0.0}}, {{1, 1, 1.0}, {1, 2, -1.0}, {2, 2, 1.0}}, {{1, 1, 0.0}, {2, 2, 0.0}, {3, 3, 0.0}}};
+  for (const auto engine : AvailableEngines())
+    for (const std::vector<Term>& terms : singular) {
+      const int n = terms.back().j;
+      Eigen::SparseMatrix<double, 0, int> a = LowerTriangle(n, terms), b = LowerTriangle(n, IdentityTerms(n));
+      double shift = 0.0, estimate = -1.0;
+      si::gep11 solver(a, b, 1, 1, 1e-8, shift, si::SHIFT_NONE, 10);
+      ASSERT_TRUE(solver.SetEngine(engine));
+
+      const std::string text = StdoutOf([&] { estimate = solver.condest(a); });
+
+      EXPECT_EQ(text, "Failure to factorize matrix in condest.\n") << n;
+      EXPECT_GE(estimate, 0.0) << n;
+    }
 }
 
 TEST(Gep11CondEst, FailedFactorisationIsAnnouncedAndGivesANumber) {

@@ -148,6 +148,55 @@ TEST_P(PardisoContract, NonPositivePivotFailsThePositiveDefiniteMode) {
   }
 }
 
+/// Springs in a row between n dofs; the first is held by another one to the ground, 0 for none.
+Sparse SpringChain(int n, double spring, double ground) {
+  std::vector<Term> terms;
+  for (int i = 1; i <= n; ++i) {
+    const double held = i == 1 ? ground : 0.0;
+    terms.push_back({i, i, ((i > 1) + (i < n)) * spring + held});
+    if (i < n) terms.push_back({i, i + 1, -spring});
+  }
+  return LowerTriangle(n, terms);
+}
+
+// The last pivot of a free chain is what rounding leaves, of either sign.
+TEST_P(PardisoContract, PivotOfRoundingErrorsOnlyFailsThePositiveDefiniteMode) {
+  for (const double spring : {1.0, 3.7, 1e9 / 3.0})
+    for (const int n : {2, 3, 4, 5, 7, 14, 40, 200, 1000}) {
+      Sparse a = SpringChain(n, spring, 0.0);
+      Pardiso solver(a, 1);
+      Choose(solver);
+
+      const std::string printed =
+          StdoutOf([&] { EXPECT_FALSE(solver.factorize(true)) << n << " " << spring; });
+
+      EXPECT_EQ(solver.lastError(), PardisoZeroPivot) << n << " " << spring;
+      EXPECT_EQ(printed, "ERROR during numerical factorization: -4\n");
+      EXPECT_FALSE(solver.isFactorized());
+    }
+}
+
+TEST_P(PardisoContract, SmallPivotsWithDigitsLeftPassThePositiveDefiniteMode) {
+  for (const double ratio : {1e-3, 1e-8, 1e-11})
+    for (const int n : {2, 14, 200}) {
+      Sparse a = SpringChain(n, 3.7, ratio * 3.7);
+      Pardiso solver(a, 1);
+      Choose(solver);
+
+      EXPECT_TRUE(solver.factorize(true)) << n << " " << ratio;
+    }
+}
+
+// The eigensolvers apply the inverse of nearly singular matrices and look at every result themselves.
+TEST_P(PardisoContract, PlainSolvesTakeWhatRoundingLeaves) {
+  Sparse a = SpringChain(2, 3.7, 3.7e-15);
+  Pardiso solver(a, 1);
+  Choose(solver);
+  solver.SetPlainSolves(true);
+
+  EXPECT_TRUE(solver.factorize(true));
+}
+
 TEST_P(PardisoContract, IndefiniteModeReportsSuccessOnASingularMatrixAndOnlyTheResidualTells) {
   Sparse a = LowerTriangle(2, {{1, 1, 1.0}, {1, 2, 1.0}, {2, 2, 1.0}});
   Pardiso solver(a, 1);

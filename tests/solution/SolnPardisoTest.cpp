@@ -35,6 +35,17 @@ TEST_P(PardisoMethod, SingularStiffnessFailsWithTheSwappedCode) {
   EXPECT_FALSE(Quietly([&] { return k->Reduce(OptStiffness); }));
 }
 
+TEST_P(PardisoMethod, StructureThatIsSingularUpToRoundingFailsToo) {
+  std::vector<Term> free;  // five masses in a row, held by nothing
+  for (int i = 1; i <= 5; ++i) {
+    free.push_back({i, i, (i > 1 && i < 5 ? 2 : 1) * 3.7});
+    if (i < 5) free.push_back({i, i + 1, -3.7});
+  }
+  const auto k = Matrix(5, free);
+
+  EXPECT_EQ(ReduceQuietly(*k, OptStiffness), -5);
+}
+
 TEST_P(PardisoMethod, EveryOptionButSturmIsPositiveDefinite) {
   const auto k = Matrix(2, kIndefinite);
 
@@ -116,10 +127,12 @@ TEST_P(PardisoMethod, ManyColumnsAfterASingleSolveAreSolvedToo) {
   for (int c = 1; c <= columns; ++c)
     for (int i = 1; i <= n; ++i) loads.SetAt(i, c, 1.0 / (i + c));
   const CMatrix<1> before(loads);
+  const double* storage = loads.Array();
 
   const std::string text = StdoutOf([&] { k->BackSubstitute(loads); });
 
   EXPECT_EQ(text, "");
+  EXPECT_EQ(loads.Array(), storage);
   for (int c = 0; c < columns; ++c)
     EXPECT_TRUE(Solves(n, terms, loads.Array() + c * n, before.Array() + c * n)) << "column " << c;
 }

@@ -1,5 +1,5 @@
 // Condition estimate of the generalised eigensolver.
-#include <cstdio>
+#include <iostream>
 #include <mutex>
 #include <random>
 
@@ -24,7 +24,8 @@ double gep11::condest(Eigen::SparseMatrix<double, 0, int>& M) {
   const double normM = onenormest(M);
   Vessa::Matrix::Pardiso solver(M, 4);
   solver.SetEngine(engine);
-  if (!solver.factorize(false)) std::printf("Failure to factorize matrix in condest.\n");
+  if (!solver.factorize(false) || solver.numPerturbedPivots() > 0)
+    std::cout << "Failure to factorize matrix in condest.\n";
   Vessa::Matrix::norm::PardisoSolve solve(solver, true);
   double normInverse = 0.0;
   {

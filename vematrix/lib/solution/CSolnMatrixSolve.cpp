@@ -108,7 +108,7 @@ void CSolnMatrix::BackSubstitute(CMatrix<1>& B) {
     case SolPardiso: {
       Eigen::MatrixXd X = Eigen::MatrixXd::Zero(B.NumRows(), B.NumCols());
       SolveMulti(m_pardiso, B.Inner(), X);
-      B.Inner() = std::move(X);
+      B.Inner() = X;  // into the host's own storage, where the shape is the same
       break;
     }
     default:

@@ -40,6 +40,10 @@ public:
   /// Numerical factorisation A = L·D·Lᵀ; controls[22] receives the number of negative pivots.
   virtual int Factorise(const SymmetricArrays& matrix, const EngineCall& call) = 0;
 
+  /// The smallest d(k)/a(k,k) over the pivots of the positive definite factorisation just made: what
+  /// elimination has left of a diagonal entry. 1 for no dofs. Throws std::bad_alloc.
+  virtual double SmallestPivotRatio(const SymmetricArrays& matrix) = 0;
+
   /// Solves A·X = B for nrhs columns of n values each. With controls[5] = 0 the solution goes to x and b is
   /// kept; with 1 it goes to b and x is work space of the same size. At most controls[7] steps of iterative
   /// refinement, which read the matrix again. Calls from several threads are taken one after the other.

@@ -5,10 +5,12 @@
 #include <mkl_pardiso.h>
 #include <mkl_types.h>
 
+#include <algorithm>
 #include <limits>
 #include <mutex>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "../math/memory_limit.h"
 #include "../math/threads.h"
@@ -34,6 +36,7 @@ public:
     if (matrix.n == 1) return 0;
     if (IsShortOfAnalysis(analysisBytes * matrix.start[matrix.n], call.threads)) return -2;
     m_n = matrix.n;
+    (*call.controls)[55] = m_matrixType == 2 ? 1 : 0;  // keep the diagonals for SmallestPivotRatio
     return Run(PhaseAnalyse, matrix, call, 1, nullptr, nullptr);
   }
 
@@ -42,6 +45,18 @@ public:
     const std::int64_t wanted = FactorizationBytes(*call.controls);
     if (wanted >= math::kAskFirst && IsShort("the factorisation", wanted, math::AvailableMemory())) return -2;
     return Run(PhaseFactorise, matrix, call, 1, nullptr, nullptr);
+  }
+
+  double SmallestPivotRatio(const SymmetricArrays& matrix) override {
+    if (matrix.n < 2) return 1.0;
+    const std::size_t n = static_cast<std::size_t>(matrix.n);
+    std::vector<double> pivot(n), diagonal(n);  // both in the order of elimination
+    const int firstFactor = 1;
+    int error = 0;
+    pardiso_getdiag(m_handle, pivot.data(), diagonal.data(), &firstFactor, &error);
+    double smallest = 1.0;
+    for (std::size_t k = 0; error == 0 && k < n; ++k) smallest = std::min(smallest, pivot[k] / diagonal[k]);
+    return smallest;
   }
 
   int Solve(const SymmetricArrays& matrix, const EngineCall& call, int nrhs, double* b, double* x) override {
@@ -82,8 +97,10 @@ private:
   // A matrix of one dof does not go to MKL, which loses 128 bytes at each of its analyses (2020.4).
   int FactoriseNumber(double pivot, const EngineCall& call) noexcept {
     if (m_matrixType == 2 && !(pivot > 0.0)) return -4;
+    const bool raised = pivot == 0.0;  // to anything but zero: with ‖A‖ = 0 there is no measure
+    (*call.controls)[13] = raised ? 1 : 0;
     (*call.controls)[22] = pivot < 0.0 ? 1 : 0;
-    m_pivot = pivot;
+    m_pivot = raised ? 1e-13 : pivot;
     return 0;
   }
 

@@ -69,6 +69,10 @@ public:
     return error;
   }
 
+  double SmallestPivotRatio(const SymmetricArrays& matrix) override {
+    return m_ldlt.SmallestPivotRatio(matrix.value);
+  }
+
   int Solve(const SymmetricArrays& matrix, const EngineCall& call, int nrhs, double* b, double* x) override {
     std::vector<int>& controls = *call.controls;
     int steps = 0;

@@ -1,6 +1,7 @@
 #include "Pardiso.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <string>
@@ -72,6 +73,14 @@ bool IsUpperTriangleByRows(const SymmetricArrays& matrix) {
     if (descents != 0) return false;
   }
   return true;
+}
+
+// Whether a pivot of a positive definite factorisation is no larger than what rounding adds to it: the sum of
+// elimination's roundings grows like ε·√n. Such a pivot has a random sign, and no digit of a solution is
+// right.
+bool IsRoundingOnly(DirectEngine& engine, const SymmetricArrays& matrix) {
+  constexpr double epsilon = std::numeric_limits<double>::epsilon();
+  return engine.SmallestPivotRatio(matrix) < 10.0 * epsilon * std::sqrt(static_cast<double>(matrix.n));
 }
 
 }  // namespace
@@ -155,6 +164,9 @@ bool Pardiso::factorize(bool positiveDefinite) {
   m_error = handle.engine->Analyse(arrays, call);
   const bool analysed = !fails("symbolic");
   if (analysed) m_error = handle.engine->Factorise(arrays, call);
+  if (analysed && m_error == 0 && positiveDefinite && !m_plainSolves &&
+      IsRoundingOnly(*handle.engine, arrays))
+    m_error = PardisoZeroPivot;
   if (!analysed || fails("numerical")) {
     handle.engine->DropFactors();
     return false;
@@ -262,6 +274,10 @@ bool SolveMulti(Pardiso& solver, const Eigen::MatrixXd& B, Eigen::MatrixXd& X) {
     return true;
   std::printf("\nPardiso: error in the solve phase: %d", solver.m_error);
   return false;
+}
+
+int Pardiso::numPerturbedPivots() const {
+  return m_iparm[ControlPerturbedPivots];
 }
 
 int Pardiso::negative_evals() const {

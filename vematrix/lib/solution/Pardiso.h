@@ -44,6 +44,11 @@ public:
   /// begins "ERROR during symbolic factorization: " or "ERROR during numerical factorization: ",
   /// isFactorized() keeps its value, but earlier factors are gone (a solve is then an error).
   ///
+  /// In the positive definite mode a pivot that is not positive is error -4, and so is one below 10·ε·√n
+  /// times its diagonal entry, ε = 2.2e-16: rounding alone leaves that much of a zero pivot, as in a
+  /// structure that can move, and no digit of a solution would be right. (Not looked for under
+  /// SetPlainSolves.)
+  ///
   /// A success says less in the indefinite mode: tiny pivots are perturbed there, so that singular matrices
   /// and matrices with NaN or infinite entries pass; only the residual of a solution tells. Work and memory:
   /// those of a sparse factorisation under nested dissection, about n^1.5 and n·log n for plates, n² and
@@ -74,6 +79,10 @@ public:
 
   /// After factorize(false): the number of negative eigenvalues of A (the inertia, by Sylvester's law).
   int negative_evals() const;
+
+  /// Pivots of the last indefinite factorisation that were raised because they were too small, as those of a
+  /// singular matrix.
+  int numPerturbedPivots() const;
 
   /// The solver's code of the last call, unchanged: 0, or negative (see PardisoError).
   PardisoError lastError() const;

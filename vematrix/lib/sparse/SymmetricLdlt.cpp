@@ -205,6 +205,19 @@ int SymmetricLdlt::NumDof() const {
   return m_analysis ? m_analysis->n : 0;
 }
 
+double SymmetricLdlt::SmallestPivotRatio(const double* value) const {
+  double smallest = 1.0;
+  for (int k = 0; m_factor && k < m_analysis->n; ++k) {
+    const int j = m_analysis->dofOf[k];
+    double diagonal = 0.0;
+    for (int t = m_analysis->patternStart[j]; t < m_analysis->patternStart[j + 1]; ++t) {
+      if (m_analysis->patternRow[t] == j) diagonal += value[t];
+    }
+    smallest = std::min(smallest, m_factor->pivot[k] / diagonal);
+  }
+  return smallest;
+}
+
 LdltPrediction SymmetricLdlt::Prediction() const {
   return m_analysis ? m_analysis->prediction : LdltPrediction();
 }

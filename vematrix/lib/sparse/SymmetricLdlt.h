@@ -60,6 +60,9 @@ public:
   bool IsFactorised() const { return m_factor != nullptr; }
   const PivotRecord& Pivots() const { return m_pivots; }
   int NumNegative() const { return m_pivots.numNegative; }
+  /// The smallest d(k)/a(k,k): what elimination has left of a diagonal entry. 1 without dofs or a factor.
+  /// @param value  the factorised values, as Factorize took them
+  double SmallestPivotRatio(const double* value) const;
 
   /// All zeros before Analyse.
   LdltPrediction Prediction() const;
