@@ -411,6 +411,21 @@ TEST(Gep11Results, ResidualsOfInjectedPairs) {
   EXPECT_DOUBLE_EQ(bad[0].second, 0.2);
 }
 
+TEST(Gep11Results, AnExactRigidMotionHasNoResidual) {
+  Sparse A = lowerFrom(2, {{0, 0, 1.0}, {1, 0, -1.0}, {1, 1, 1.0}}), B = identity(2);
+  double shift = 0.0;
+  si::gep11 solver(A, B, 1, 1, 1e-8, shift, si::SHIFT_NONE, 5);
+  std::vector<double> values{0.0};
+  Eigen::MatrixXd vectors = Eigen::MatrixXd::Ones(2, 1);
+  solver.get_eigenpairs(values, vectors);
+  std::vector<std::pair<int, double>> bad;
+  test_support::CaptureStdout quiet;
+
+  solver.residuals(1e-12, bad);
+
+  EXPECT_TRUE(bad.empty());
+}
+
 TEST(Gep11Results, ASecondCallOfResidualsAddsTheShiftAgain) {
   Pencil chain = springChain(10, 1.0, 1.0, true);
   const double diagonal = chain.K.coeff(3, 3);

@@ -47,8 +47,9 @@ double spreadOfRitzValues(const std::vector<double>& ritz, double shift);
 /// floor(value) as an int; infinite, NaN and out-of-range values become the most negative int.
 int floorToInt(double value);
 
-/// Repetitions beyond this would only gather rounding errors, whatever the budget says.
-constexpr int kMostRepetitions = 64;
+/// Repetitions that an iteration makes at most, whatever the budget says: Ritz values that agree to two
+/// digits would otherwise ask for thousands before anything is looked at again.
+constexpr int kMostRepetitions = 1000;
 
 /// The spread may be amplified by `digits` decimal digits: limit = floor(digits / log10(cond)).
 MultiplyBudget multiplyBudget(const std::vector<double>& ritz, double shift, double digits);

@@ -59,13 +59,14 @@ int gep11::checkConvergence(int first, const double& sigma, RotatedColumns& vect
   return converged;
 }
 
-/// ‖A·x − λ·B·x‖ / ‖A·x‖ of pair i with the caller's A.
+/// ‖A·x − λ·B·x‖ / ‖A·x‖ of pair i with the caller's A; 0 where the first is, as for an exact rigid motion.
 double gep11::ErrorNorm(int i) {
   VectorXd y(n), z(n);
   math::symProduct(*A, X.col(i).data(), y.data());
   math::symProduct(*B, X.col(i).data(), z.data());
   const double lambda = evals[std::size_t(i)] + (mode == 1 ? 0.0 : mu);
-  return (y - lambda * z).norm() / y.norm();
+  const double residual = (y - lambda * z).norm();
+  return residual == 0.0 ? 0.0 : residual / y.norm();
 }
 
 void gep11::residuals(const double& tol, std::vector<std::pair<int, double>>& bad) {

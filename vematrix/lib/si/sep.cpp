@@ -139,7 +139,8 @@ double sep::ErrorNorm(int i) {
   dump("\n m_S[", i, s);
   dump("\n m_A*m_S[", i, product);
   dump("\n m_B*m_S[", i, s);  // B is the identity here
-  return (product - m_lambda[std::size_t(i)] * s).norm() / product.norm();
+  const double residual = (product - m_lambda[std::size_t(i)] * s).norm();
+  return residual == 0.0 ? 0.0 : residual / product.norm();
 }
 
 }  // namespace si
