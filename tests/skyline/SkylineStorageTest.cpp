@@ -135,6 +135,20 @@ TEST(SkylineStorage, CheckDiagonalLeavesColumnOneOut) {
   EXPECT_FALSE(m.CheckDiagonal());
 }
 
+TEST(SkylineStorage, CheckDiagonalAndNormalizeWithoutStorageDoNothing) {
+  CSkyLine fresh;
+  fresh.SetNumDof(3);
+  EXPECT_TRUE(fresh.CheckDiagonal());
+  fresh.Normalize();
+  EXPECT_FALSE(fresh.IsNormalized());
+
+  CSkyLine grown = Small();
+  grown.SetNumDof(50);
+  EXPECT_TRUE(grown.CheckDiagonal());
+  grown.Normalize();
+  EXPECT_FALSE(grown.IsNormalized());
+}
+
 TEST(SkylineStorage, NormalizeScalesByTheLargestDiagonalEveryTime) {
   CSkyLine m = Small();
   m.SetAt(2, 4, 100.0);  // off the diagonal: does not count

@@ -229,7 +229,7 @@ void CSkyLine::RequireStorage(const char* function, int size) const {
 }
 
 bool CSkyLine::CheckDiagonal() const {
-  if (NumAccessible() < NumValues()) return true;
+  if (!HasStorage()) return true;
   for (int j = m_diagonal ? 1 : 2; j <= m_numDof; ++j) {
     if (m_value[AddressOf(j, j)] < 0.0) return false;
   }
@@ -237,7 +237,7 @@ bool CSkyLine::CheckDiagonal() const {
 }
 
 void CSkyLine::Normalize() {
-  if (m_numDof < 1 || NumAccessible() < NumValues()) return;
+  if (m_numDof < 1 || !HasStorage()) return;
   double largest = m_value[AddressOf(1, 1)];
   for (int j = 2; j <= m_numDof; ++j) largest = std::max(largest, m_value[AddressOf(j, j)]);
   if (!(largest > 0.0)) return;
