@@ -77,6 +77,31 @@ TEST_P(SolnAnyFile, OpeningAnotherFileGivesTheFirstUp) {
   EXPECT_TRUE(FileIsThere());
 }
 
+TEST_P(SolnImage, WhatIsParkedStaysWhereAnotherFileCannotBeOpened) {
+  const auto k = Matrix(GetParam());
+  ASSERT_TRUE(k->OpenFile(Name().c_str()));
+  ASSERT_TRUE(k->Write(false));
+  k->SetZero();
+
+  EXPECT_FALSE(k->OpenFile(""));
+  EXPECT_FALSE(k->OpenFile(folder.Path("no such folder/matrix.tmp").c_str()));
+
+  EXPECT_TRUE(k->Read());
+  EXPECT_EQ(k->GetAt(1, 1), 4.0);
+  k->CloseFile();
+  EXPECT_FALSE(FileIsThere());
+}
+
+TEST_P(SolnImage, OpeningTheSameFileAgainBeginsAnew) {
+  const auto k = Matrix(GetParam());
+  ASSERT_TRUE(k->OpenFile(Name().c_str()));
+  ASSERT_TRUE(k->Write(false));
+
+  ASSERT_TRUE(k->OpenFile(Name().c_str()));
+
+  EXPECT_FALSE(k->Read());
+}
+
 TEST_P(SolnAnyFile, FileThatWasNeverClosedGoesWithItsLastOwner) {
   auto k = Matrix(GetParam());
   k->OpenFile(Name().c_str());

@@ -157,6 +157,24 @@ TEST_P(EngineMethod, TermsOutsideTheMatrixAreLeftOutAndReported) {
       << report.LogMessage(0);
 }
 
+TEST_P(EngineMethod, TermsAddedBeforeTheNumberOfDofsAreReported) {
+  CReport report;
+  CSolnMatrix k;
+  k.SetMethod(Method());
+  k.SetLog(&report);
+  k.AddTerm(1, 2, 5.0);
+  k.AddTerm(2, 2, 5.0);
+
+  k.SetNumDof(3);
+  Quietly([&] { return k.Finalize(); });
+
+  ASSERT_EQ(report.NumLog(), 1);
+  EXPECT_EQ(report.LogMessage(0).find(
+                "2 terms outside the triangle of 3 dof, or added before that number was set,"),
+            0u)
+      << report.LogMessage(0);
+}
+
 TEST(SolnTerms, TermsBelowTheDiagonalNeverRaiseTheSkylineNorTouchIt) {
   CReport report;
 

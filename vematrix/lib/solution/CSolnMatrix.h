@@ -46,7 +46,6 @@ public:
   virtual ~CSolnMatrix();
 
   // ---- Setting up
-  // -------------------------------------------------------------------------------------------------
 
   /// The report for messages, not owned, null for none; passed on to the engine of the present method, so
   /// that the method is to be set first.
@@ -79,10 +78,10 @@ public:
   unsigned int Col(unsigned long long key) const;
 
   // ---- Assembling
-  // -------------------------------------------------------------------------------------------------
 
   /// Sets the number of dofs and adds a term 0.0 on every diagonal place, so that the pattern holds all of
-  /// them. Terms added under another n are dropped. False with an unknown method; std::length_error for a
+  /// them. Terms added under another n are dropped; those added before the first n are counted in Finalize's
+  /// message about terms left out. False with an unknown method; std::length_error for a
   /// negative n with methods 4 and 6.
   bool SetNumDof(int n);
   /// Adds v at row i, column j, i ≤ j. Terms at one place add up. Method 6 leaves out NaN and 0 < |v|
@@ -116,7 +115,6 @@ public:
   Eigen::SparseMatrix<double, 0, int>& getEigenSparse();
 
   // ---- Solving
-  // ----------------------------------------------------------------------------------------------------
 
   /// Factorises. Returns
   ///    0  success (and methods 1)
@@ -146,7 +144,6 @@ public:
   void BackSubstitute(CMatrix<1>& B);
 
   // ---- Operations
-  // -------------------------------------------------------------------------------------------------
 
   /// K·x with the full symmetric matrix; method 0 multiplies with the factors when reduced, and gives an
   /// empty vector before Finalize. Methods 1 and others, and an x of another length: an empty vector.
@@ -171,10 +168,9 @@ public:
   double MaxMinRatio();
 
   // ---- Files
-  // ------------------------------------------------------------------------------------------------------
 
   /// Creates the temporary file: text with method 6, else binary. A file that was open before is closed and
-  /// deleted. False for an empty name and when it cannot be created.
+  /// deleted then. False for an empty name and when it cannot be created; an open file then stays open.
   bool OpenFile(const char* name);
   /// Closes and deletes the temporary file; nothing when none is open.
   void CloseFile();
@@ -193,7 +189,6 @@ public:
   bool write_dense_file();
 
   // ---- Condition
-  // --------------------------------------------------------------------------------------------------
 
   /// Customary estimate of the condition number ‖K‖₁·‖K⁻¹‖₁; a lower bound that can be too low by more than
   /// ten times. Where the figure matters, use CondEstRefined.

@@ -32,20 +32,18 @@ std::FILE* CSolnMatrix::Stream() const {
   return m_file != nullptr ? m_file->stream : nullptr;
 }
 
+// A file that cannot be opened leaves the one that is open, with what is parked there.
 bool CSolnMatrix::OpenFile(const char* name) {
-  if (m_file != nullptr && m_file->stream != nullptr) m_file->CloseAndRemove();
-  m_file.reset();
   m_fileName.clear();
   if (name == nullptr || *name == '\0') return false;
+  if (Stream() != nullptr && m_file->name == name) CloseFile();
   const auto file = std::make_shared<TempFile>();
   file->name = name;
-  m_fileName = name;
   file->stream = math::OpenFile(name, m_method == SolPardiso ? "w" : "w+b");
   file->open = file->stream != nullptr;
-  if (!file->open) {
-    m_fileName.clear();
-    return false;
-  }
+  if (!file->open) return false;
+  m_fileName = name;
+  if (Stream() != nullptr) CloseFile();
   m_file = file;
   return true;
 }

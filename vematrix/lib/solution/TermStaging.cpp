@@ -27,7 +27,8 @@ TermStaging::TermStaging()
       m_zeroDiagonal(false),
       m_leftOut(0),
       m_leftOutRow(0),
-      m_leftOutCol(0) {}
+      m_leftOutCol(0),
+      m_addedEarly(false) {}
 
 TermStaging::TermStaging(const TermStaging& b) : TermStaging() {
   m_bound = b.m_bound;
@@ -41,11 +42,16 @@ TermStaging::TermStaging(const TermStaging& b) : TermStaging() {
   m_leftOut = b.m_leftOut;
   m_leftOutRow = b.m_leftOutRow;
   m_leftOutCol = b.m_leftOutCol;
+  m_addedEarly = b.m_addedEarly;
 }
 
 void TermStaging::SetNumDof(int n) {
   const unsigned bound = static_cast<unsigned>(std::max(n, 0));
-  if (bound != m_bound) Clear();
+  if (bound == m_bound) return;
+  const std::size_t early = m_bound == 0 ? m_leftOut : 0;
+  Clear();
+  m_leftOut = early;  // what the host lost by adding it too soon stays to be told
+  m_addedEarly = early != 0;
   m_bound = bound;
 }
 
@@ -62,8 +68,9 @@ std::size_t TermStaging::Count() const {
 std::string TermStaging::LeftOutMessage() const {
   if (m_leftOut == 0) return std::string();
   return std::to_string(m_leftOut) + (m_leftOut == 1 ? " term" : " terms") + " outside the triangle of " +
-         std::to_string(m_bound) + " dof left out, the first in row " + std::to_string(m_leftOutRow + 1LL) +
-         ", column " + std::to_string(m_leftOutCol + 1LL);
+         std::to_string(m_bound) + (m_addedEarly ? " dof, or added before that number was set," : " dof") +
+         " left out, the first in row " + std::to_string(m_leftOutRow + 1LL) + ", column " +
+         std::to_string(m_leftOutCol + 1LL);
 }
 
 void TermStaging::Clear() {
@@ -73,6 +80,7 @@ void TermStaging::Clear() {
   m_addUpAt = kFirstAddUp;
   m_zeroDiagonal = false;
   m_leftOut = 0;
+  m_addedEarly = false;
 }
 
 void TermStaging::AppendBlock(std::size_t capacity) {

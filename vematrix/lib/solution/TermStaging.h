@@ -26,7 +26,8 @@ public:
   TermStaging(const TermStaging& b);
   TermStaging& operator=(const TermStaging&) = delete;
 
-  /// Rows and columns run from 0 to n − 1; terms of another n are dropped.
+  /// Rows and columns run from 0 to n − 1; terms of another n are dropped, without a word unless they were
+  /// added before any n was set.
   void SetNumDof(int n);
 
   /// Appends a term; one outside the matrix is counted instead. May throw std::bad_alloc, nothing is added
@@ -98,6 +99,7 @@ private:
   bool m_zeroDiagonal;
   std::size_t m_leftOut;
   int m_leftOutRow, m_leftOutCol;
+  bool m_addedEarly;  // some of them before SetNumDof
 };
 
 /// Compressed columns as the merge leaves them: rows ascending within a column, each place once.
