@@ -42,9 +42,8 @@ Timing timeMethod(const UpperMatrix& matrix, const MatrixFacts& facts, const Sol
     Eigen::VectorXd x = Eigen::VectorXd::Ones(matrix.n());
     solver.solve(x);
     const PhaseSeconds spent = solver.seconds();
-    const double sum = spent.assemble + spent.finalise + spent.factorise + spent.solve;
-    if (sum >= least) continue;
-    least = sum;
+    if (spent.sum() >= least) continue;
+    least = spent.sum();
     timing.best = spent;
     timing.residual = matrix.residual(x, Eigen::VectorXd::Ones(matrix.n())).lpNorm<Eigen::Infinity>() /
                       (facts.normInf * x.lpNorm<Eigen::Infinity>() + 1.0);
@@ -85,7 +84,7 @@ Outcome bench(Console& console, const BenchOptions& options) {
                   {"terms", matrix.numTerms()},
                   {"methods", Json::array()}};
   for (const SolverChoice& choice : choicesFor(facts, options.solver.threads)) {
-    const std::string name = choice.method + (choice.engine.empty() ? "" : " (" + choice.engine + ")");
+    const std::string name = choice.name();
     console.progress("timing " + name);
     const Timing timing = timeMethod(matrix, facts, choice, options.repeat);
     const PhaseSeconds& t = timing.best;
@@ -94,11 +93,7 @@ Outcome bench(Console& console, const BenchOptions& options) {
     bars.push_back({name, {t.assemble, t.finalise, t.factorise, t.solve}});
     outcome.json["methods"].push_back({{"method", choice.method},
                                        {"engine", choice.engine},
-                                       {"seconds",
-                                        {{"assemble", t.assemble},
-                                         {"finalise", t.finalise},
-                                         {"factorise", t.factorise},
-                                         {"solve", t.solve}}},
+                                       {"seconds", toJson(t)},
                                        {"residual", timing.residual}});
     if (!(timing.residual <= 1e-12)) outcome.code = ExitNotTrusted;
   }

@@ -112,10 +112,7 @@ void addCond(Program& program) {
                          "  vematrix cond K.mtx\n"
                          "  vematrix cond K.mtx --method pardiso --json");
   command->add_option("matrix", options->matrix, "Symmetric matrix K")->required();
-  command
-      ->add_option("--pattern", options->pattern,
-                   "Values of a file without values: ones, laplacian, laplacian+1")
-      ->check(CLI::IsMember({"ones", "laplacian", "laplacian+1"}));
+  addPatternOption(*command, options->pattern);
   options->solver.addTo(*command);
   program.setRun(command, [options, &program](Console& console) {
     options->solver.threads = program.threads();

@@ -36,10 +36,7 @@ void addConvert(Program& program) {
                          "  vematrix convert graph.mtx L.mtx --pattern laplacian+1");
   command->add_option("input", options->input, "Matrix file")->required();
   command->add_option("output", options->output, "Matrix Market file to write")->required();
-  command
-      ->add_option("--pattern", options->pattern,
-                   "Values of a file without values: ones, laplacian, laplacian+1")
-      ->check(CLI::IsMember({"ones", "laplacian", "laplacian+1"}));
+  addPatternOption(*command, options->pattern);
   program.setRun(command, [options](Console& console) { return convert(console, *options); });
 }
 

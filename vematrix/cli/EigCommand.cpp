@@ -1,15 +1,22 @@
 // vematrix eig: eigenpairs A x = lambda x at one end of the spectrum, with proof that none was missed.
+#include <fmt/core.h>
+
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "Commands.h"
-#include "EigenResults.h"
+#include "EigenPairs.h"
+#include "EigenRun.h"
 #include "Examine.h"
 #include "Format.h"
 #include "Input.h"
+#include "MatrixFacts.h"
+#include "MissedCheck.h"
 #include "Program.h"
 #include "Stopwatch.h"
 #include "models/io/MatrixMarketWriter.h"
+#include "models/io/SymmetricTerms.h"
 #include "si/sep.h"
 
 namespace vematrix {
@@ -22,6 +29,17 @@ struct EigOptions {
   EigenOptions eigen;
 };
 
+/// A pair as it is reported, the end that was asked for first.
+struct Pair {
+  double value = 0.0, residual = 0.0;
+  bool good = false;
+};
+
+struct EigResult : EigenResult {
+  std::vector<Pair> list;
+  int numGood = 0;
+};
+
 UpperMatrix identity(int n) {
   models::SymmetricTerms terms;
   terms.n = n;
@@ -29,42 +47,20 @@ UpperMatrix identity(int n) {
   return UpperMatrix(terms);
 }
 
-/// One run of the eigensolver, its wanted vectors whether or not its own test was met.
-struct Run {
-  si::Status status = si::STATUS_OK;
-  std::string shortage;  ///< of memory, with the figures
-  int converged = 0, iterations = 0;
-  Eigen::MatrixXd vectors;
-  si::SolveTimes times;
-};
-
-Run runSolver(const UpperMatrix& matrix, const EigOptions& options, double shift, double tolerance,
-              int maxIterations, Console& console) {
+/// The wanted vectors, whether or not the solver's own test was met.
+EigenRun runSolver(const UpperMatrix& matrix, const EigenOptions& options, bool highest, Console& console) {
   Eigen::SparseMatrix<double, 0, int> a = models::toLowerTriangle(matrix.terms());
-  const si::ShiftStrat strategy = options.eigen.strategy == "aggressive"     ? si::SHIFT_AGGRESSIVE
-                                  : options.eigen.strategy == "conservative" ? si::SHIFT_CONSERVATIVE
-                                                                             : si::SHIFT_NONE;
-  si::sep solver(a, options.eigen.count, options.eigen.subspace,
-                 options.highest ? si::EVAL_HIGHEST : si::EVAL_LOWEST, tolerance, shift, strategy,
-                 maxIterations);
-  if (options.eigen.solver.engine != "auto")
-    solver.SetEngine(options.eigen.solver.engine == "mkl" ? Vessa::Matrix::EngineMkl
-                                                          : Vessa::Matrix::EngineOwn);
-  Stopwatch watch;
-  solver.SetProgress([&](const si::SolveProgress& at) {
-    console.progress(fmt::format("iteration {}, {} of {} pairs converged, {}", at.iteration, at.converged,
-                                 options.eigen.count, seconds(watch.seconds())));
-  });
-  Run run;
-  run.status = solver.solve();
-  run.converged = std::min(solver.get_numpairs_converged(), options.eigen.count);
-  run.iterations = solver.opCount()[1];
-  run.times = solver.times();
-  run.shortage = solver.shortage();
-  std::vector<double> values;
-  solver.get_eigenpairs(values, run.vectors);
-  run.vectors.conservativeResize(Eigen::NoChange, options.eigen.count);
+  double shift = options.shift;
+  si::sep solver(a, options.count, options.subspace, highest ? si::EVAL_HIGHEST : si::EVAL_LOWEST,
+                 options.tolerance, shift, options.shiftStrategy(), options.maxIterations);
+  EigenRun run =
+      runEigensolver(solver, options, "pairs", console, [](si::sep& prepared) { return prepared.solve(); });
+  run.vectors.conservativeResize(Eigen::NoChange, options.count);
   return run;
+}
+
+EigenPairs pairsOf(const UpperMatrix& a, const UpperMatrix& unit, const Eigen::MatrixXd& vectors) {
+  return {a, unit, vectors, Eigen::VectorXd::Ones(a.n())};
 }
 
 /// No eigenvalue of a symmetric matrix lies below this (Gershgorin).
@@ -94,24 +90,119 @@ double shiftBelowLowest(const UpperMatrix& matrix, const CountBelow& countBelow)
   return low;
 }
 
-/// Where to look for the lowest eigenvalues: 0 for a positive definite matrix, below zero for a singular one.
-double shiftForLowest(const UpperMatrix& matrix, const EigOptions& options, const Definiteness& sign,
-                      const CountBelow& countBelow, Console& console) {
-  if (sign.positiveDefinite) return 0.0;
-  if (sign.negative > 0) return shiftBelowLowest(matrix, countBelow);
+/// For a matrix that is singular and otherwise positive: a little below zero, by a short run.
+double shiftBelowZero(const UpperMatrix& matrix, const UpperMatrix& unit, const EigenOptions& options,
+                      Console& console) {
   const double start = 1e-8 * MatrixFacts(matrix).normInf;
-  const Run pilot = runSolver(matrix, options, -start, 1e-4, 6, console);
-  const EigenPairs ritz(matrix, identity(matrix.n()), pilot.vectors, Eigen::VectorXd::Ones(matrix.n()));
+  EigenOptions pilot = options;
+  pilot.shift = -start;
+  pilot.tolerance = 1e-4;
+  pilot.maxIterations = 6;
+  const EigenPairs ritz = pairsOf(matrix, unit, runSolver(matrix, pilot, false, console).vectors);
   for (const double value : ritz.values)
     if (value > 1e-4 * start) return -0.1 * value;
   return -start;
 }
 
-std::string statusText(si::Status status) {
-  if (status == si::STATUS_OK) return "";
-  if (status == si::STATUS_FACTORIZE) return "the shifted matrix could not be factorised";
-  if (status == si::STATUS_ORTHO) return "the start vectors could not be orthonormalised";
-  return "the projected problem could not be solved";
+/// At or below the lowest eigenvalue, wherever that can be arranged.
+double chooseShift(const UpperMatrix& matrix, const UpperMatrix& unit, const EigOptions& options,
+                   const CountBelow& countBelow, Console& console) {
+  console.progress("choosing where to look");
+  if (options.highest) return std::min(0.0, lowerBound(matrix));
+  const Definiteness sign = examine(matrix, options.eigen.solver);
+  if (sign.positiveDefinite) return 0.0;
+  if (sign.negative > 0) return shiftBelowLowest(matrix, countBelow);
+  return shiftBelowZero(matrix, unit, options.eigen, console);
+}
+
+MissedCheck countPairs(const Eigen::VectorXd& values, int n, const EigOptions& options,
+                       const CountBelow& countBelow, Console& console) {
+  console.progress("counting eigenvalues");
+  if (!options.eigen.check) return {};
+  if (options.highest) return checkMissedAtTop(values, n, countBelow);
+  return checkMissed(values, !options.eigen.shiftGiven, countBelow, "eigenvalue");
+}
+
+/// Chooses the shift, iterates, computes the pairs anew and counts.
+EigResult findPairs(const UpperMatrix& a, const EigOptions& given, Console& console) {
+  Stopwatch watch;
+  EigOptions options = given;
+  EigResult result;
+  const UpperMatrix unit = identity(a.n());
+  const CountBelow countBelow = inertiaCounter(a, unit, options.eigen.solver);
+  if (!options.eigen.shiftGiven) options.eigen.shift = chooseShift(a, unit, options, countBelow, console);
+  result.shift = options.eigen.shift;
+  result.preparing = watch.lap();
+  result.run = runSolver(a, options.eigen, options.highest, console);
+  result.solving = watch.lap();
+  result.pairs = pairsOf(a, unit, result.run.vectors);
+  result.missed = countPairs(result.pairs.values, a.n(), options, countBelow, console);
+  result.checking = watch.lap();
+  return result;
+}
+
+/// What can be trusted, and why not where it cannot.
+void judge(const EigOptions& options, EigResult& result) {
+  const int wanted = options.eigen.count;
+  const EigenPairs& pairs = result.pairs;
+  for (Eigen::Index k = 0; k < pairs.values.size(); ++k) {
+    const Eigen::Index c = options.highest ? pairs.values.size() - 1 - k : k;
+    const bool good = pairs.residuals[c] <= options.eigen.largestResidual();
+    result.list.push_back({pairs.values[c], pairs.residuals[c], good});
+    result.numGood += good;
+  }
+  result.trouble = failureText(result.run, "the shifted matrix");
+  if (result.trouble.empty() && result.numGood < wanted)
+    result.trouble = unconvergedText(result.numGood, wanted, "pairs", result.run.iterations);
+  result.ok = result.run.status == si::STATUS_OK && result.numGood == wanted &&
+              (!options.eigen.check || result.missed.sure);
+}
+
+const char* endName(const EigOptions& options) {
+  return options.highest ? "highest" : "lowest";
+}
+
+void printPairs(Console& console, const EigOptions& options, const EigResult& result) {
+  Table table({"pair", "eigenvalue", "residual", ""});
+  for (std::size_t k = 0; k < result.list.size(); ++k) {
+    const Pair& pair = result.list[k];
+    table.add({std::to_string(k + 1), fmt::format("{:.12g}", pair.value),
+               fmt::format("{:.1e}", pair.residual), pair.good ? "" : console.bad("NOT CONVERGED")});
+  }
+  console.print("{}  {} end, shift {:.6g}: {} iterations; prepare {}, solve {}, check {}\n", table.text(),
+                endName(options), result.shift, result.run.iterations, seconds(result.preparing),
+                seconds(result.solving), seconds(result.checking));
+  printChecks(console, result);
+}
+
+Json toJson(const std::vector<Pair>& pairs) {
+  Json list = Json::array();
+  for (const Pair& pair : pairs)
+    list.push_back({{"pair", list.size() + 1},
+                    {"eigenvalue", pair.value},
+                    {"residual", pair.residual},
+                    {"ok", pair.good}});
+  return list;
+}
+
+Json toJson(const EigOptions& options, int n, const EigResult& result) {
+  return {{"matrix", {{"file", options.matrix}, {"n", n}}},
+          {"end", endName(options)},
+          {"shift", result.shift},
+          {"iterations", result.run.iterations},
+          {"converged", result.numGood},
+          {"wanted", options.eigen.count},
+          {"seconds", {{"prepare", result.preparing}, {"solve", result.solving}, {"check", result.checking}}},
+          {"count_check", toJson(result.missed)},
+          {"pairs", toJson(result.list)},
+          {"trouble", result.trouble}};
+}
+
+void writeVectors(Console& console, const EigOptions& options, const Eigen::MatrixXd& ascending) {
+  if (options.eigen.output.empty()) return;
+  models::writeDenseColumns(options.eigen.output,
+                            options.highest ? Eigen::MatrixXd(ascending.rowwise().reverse()) : ascending);
+  console.print("  wrote {}\n", options.eigen.output);
 }
 
 Outcome eig(Console& console, const EigOptions& given) {
@@ -119,85 +210,14 @@ Outcome eig(Console& console, const EigOptions& given) {
   if (options.lowest && options.highest) throw UsageError("--lowest and --highest: expected one of them");
   Stopwatch watch;
   const UpperMatrix a(readMatrix(options.matrix, options.pattern));
-  const UpperMatrix unit = identity(a.n());
   options.eigen.settleFor(a.n());
   console.print("{}\n  order {}, {} terms in a triangle, read in {}\n", console.bold(options.matrix),
                 count(a.n()), count(double(a.numTerms())), seconds(watch.lap()));
-  const CountBelow countBelow = inertiaCounter(a, unit, options.eigen.solver);
-  double shift = options.eigen.shift;
-  bool lowestKnown = false;
-  if (!options.eigen.shiftGiven) {
-    console.progress("choosing where to look");
-    if (options.highest) {
-      shift = std::min(0.0, lowerBound(a));
-    } else {
-      shift = shiftForLowest(a, options, examine(a, options.eigen.solver), countBelow, console);
-      lowestKnown = true;
-    }
-  }
-  const double preparing = watch.lap();
-  const Run run = runSolver(a, options, shift, options.eigen.tolerance, options.eigen.maxIterations, console);
-  const double solving = watch.lap();
-  const EigenPairs pairs(a, unit, run.vectors, Eigen::VectorXd::Ones(a.n()));
-  console.progress("counting eigenvalues");
-  MissedCheck missed;
-  if (options.eigen.check)
-    missed = options.highest ? checkMissedAtTop(pairs.values, a.n(), countBelow)
-                             : checkMissed(pairs.values, lowestKnown, countBelow, "eigenvalue");
-  const double checking = watch.lap();
-
-  const double limit = 10.0 * std::max(options.eigen.tolerance, 1e-14);
-  Table table({"pair", "eigenvalue", "residual", ""});
-  Json list = Json::array();
-  bool ok = run.status == si::STATUS_OK;
-  int good = 0;
-  for (Eigen::Index k = 0; k < pairs.values.size(); ++k) {
-    const Eigen::Index c = options.highest ? pairs.values.size() - 1 - k : k;
-    const bool fine = pairs.residuals[c] <= limit;
-    good += fine;
-    table.add({std::to_string(k + 1), fmt::format("{:.12g}", pairs.values[c]),
-               fmt::format("{:.1e}", pairs.residuals[c]), fine ? "" : console.bad("NOT CONVERGED")});
-    list.push_back(
-        {{"pair", k + 1}, {"eigenvalue", pairs.values[c]}, {"residual", pairs.residuals[c]}, {"ok", fine}});
-  }
-  ok = ok && good == options.eigen.count && (!options.eigen.check || missed.sure);
-  std::string trouble = statusText(run.status);
-  if (!run.shortage.empty()) trouble += ": not enough memory, " + run.shortage;
-  if (trouble.empty() && good < options.eigen.count)
-    trouble =
-        fmt::format("{} of {} pairs converged in {} iterations", good, options.eigen.count, run.iterations);
-  console.print("{}  {} end, shift {:.6g}: {} iterations; prepare {}, solve {}, check {}\n", table.text(),
-                options.highest ? "highest" : "lowest", shift, run.iterations, seconds(preparing),
-                seconds(solving), seconds(checking));
-  if (!trouble.empty()) console.print("  {}\n", console.bad(trouble));
-  if (!missed.text.empty()) console.print("  {}\n", missed.sure ? missed.text : console.bad(missed.text));
-  if (!options.eigen.output.empty()) {
-    const Eigen::MatrixXd vectors =
-        options.highest ? Eigen::MatrixXd(pairs.vectors.rowwise().reverse()) : pairs.vectors;
-    models::writeDenseColumns(options.eigen.output, vectors);
-    console.print("  wrote {}\n", options.eigen.output);
-  }
-  console.print("  verdict: {}\n", ok ? console.good("ok") : console.bad("must not be trusted"));
-
-  Outcome outcome;
-  outcome.json = {{"matrix", {{"file", options.matrix}, {"n", a.n()}}},
-                  {"end", options.highest ? "highest" : "lowest"},
-                  {"shift", shift},
-                  {"iterations", run.iterations},
-                  {"converged", good},
-                  {"wanted", options.eigen.count},
-                  {"seconds", {{"prepare", preparing}, {"solve", solving}, {"check", checking}}},
-                  {"count_check",
-                   {{"done", missed.done},
-                    {"none_missed", missed.sure},
-                    {"expected", missed.expected},
-                    {"found", missed.found},
-                    {"text", missed.text}}},
-                  {"pairs", list},
-                  {"trouble", trouble},
-                  {"ok", ok}};
-  outcome.code = ok ? ExitGood : ExitNotTrusted;
-  return outcome;
+  EigResult result = findPairs(a, options, console);
+  judge(options, result);
+  printPairs(console, options, result);
+  writeVectors(console, options, result.pairs.vectors);
+  return concluded(console, toJson(options, a.n(), result), result.ok);
 }
 
 }  // namespace
@@ -212,10 +232,7 @@ void addEig(Program& program) {
   command->add_option("matrix", options->matrix, "Symmetric matrix A")->required();
   command->add_flag("--lowest", options->lowest, "The lowest end (default)");
   command->add_flag("--highest", options->highest, "The highest end");
-  command
-      ->add_option("--pattern", options->pattern,
-                   "Values of a file without values: ones, laplacian, laplacian+1")
-      ->check(CLI::IsMember({"ones", "laplacian", "laplacian+1"}));
+  addPatternOption(*command, options->pattern);
   options->eigen.addTo(*command);
   program.setRun(command, [options, &program](Console& console) {
     options->eigen.solver.threads = program.threads();

@@ -29,12 +29,20 @@ std::string count(double value) {
   return text;
 }
 
+std::string plural(int number, const std::string& what) {
+  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+}
+
 std::string dofList(const std::vector<int>& dofs, std::size_t most) {
   std::string text;
   for (std::size_t k = 0; k < std::min(most, dofs.size()); ++k)
     text += (k == 0 ? "" : ", ") + std::to_string(dofs[k]);
   if (dofs.size() > most) text += fmt::format(" and {} more", dofs.size() - most);
   return text;
+}
+
+std::string dofsText(const std::vector<int>& dofs) {
+  return fmt::format("dof{} {}", dofs.size() == 1 ? "" : "s", dofList(dofs));
 }
 
 namespace {

@@ -1,5 +1,7 @@
 #pragma once
+#include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vematrix {
@@ -8,7 +10,9 @@ namespace cli {
 std::string seconds(double value);                                         ///< "12 ms", "1.23 s"
 std::string bytes(double value);                                           ///< "1.2 MiB"
 std::string count(double value);                                           ///< 1806 -> "1,806"
+std::string plural(int number, const std::string& what);                   ///< "1 mode", "2 modes"
 std::string dofList(const std::vector<int>& dofs, std::size_t most = 10);  ///< "3, 7, 8 and 12 more"
+std::string dofsText(const std::vector<int>& dofs);                        ///< "dof 3", "dofs 3, 7, 8"
 
 /// A text table: columns padded to their widest cell, numbers (cells that begin with a digit, sign or point)
 /// to the right, two blanks between.

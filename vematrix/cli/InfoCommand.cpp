@@ -186,10 +186,7 @@ void addInfo(Program& program) {
   command->add_option("matrix", options->matrix, "Symmetric matrix")->required();
   command->add_option("--spy", options->picture, "Draw the pattern, its skylines and its factor (PNG)")
       ->type_name("FILE.png");
-  command
-      ->add_option("--pattern", options->pattern,
-                   "Values of a file without values: ones, laplacian, laplacian+1")
-      ->check(CLI::IsMember({"ones", "laplacian", "laplacian+1"}));
+  addPatternOption(*command, options->pattern);
   program.setRun(command, [options](Console& console) { return info(console, *options); });
 }
 

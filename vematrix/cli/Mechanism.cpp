@@ -212,9 +212,8 @@ void nameParts(const UpperMatrix& matrix, Naming& naming) {
 }  // namespace
 
 DofPlaces::DofPlaces(const models::VtuMesh& mesh) : m_mesh(&mesh) {
-  const int numDofs = mesh.dofs.size() == 0 ? 0 : mesh.dofs.maxCoeff();
-  m_node.assign(std::size_t(numDofs), 0);
-  m_component.assign(std::size_t(numDofs), 0);
+  m_node.assign(std::size_t(mesh.numDofs()), 0);
+  m_component.assign(std::size_t(mesh.numDofs()), 0);
   for (int p = 0; p < mesh.numPoints() && mesh.dofs.size() != 0; ++p)
     for (int c = 0; c < models::kDofsPerPoint; ++c)
       if (mesh.dofs(c, p) > 0) {

@@ -154,6 +154,14 @@ void drawState(Picture& picture, const Panel& panel, const models::VtuMesh& mesh
 
 }  // namespace
 
+void writeDeformations(const std::string& path, const models::VtuMesh& mesh,
+                       const std::vector<Deformation>& states) {
+  std::vector<models::PointData> data;
+  for (const Deformation& state : states)
+    data.push_back(models::displacements(state.name, mesh, state.motion));
+  models::writeVtu(path, mesh, data);
+}
+
 void drawDeformations(const std::string& path, const models::VtuMesh& mesh,
                       const std::vector<Deformation>& states) {
   const int shown = std::min(9, int(states.size()));

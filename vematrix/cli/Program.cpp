@@ -1,14 +1,23 @@
 #include "Program.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <new>
+#include <stdexcept>
 
 #include "models/io/FileError.h"
 
 namespace vematrix {
 namespace cli {
+
+Outcome concluded(Console& console, Json document, bool ok, const std::string& good, const std::string& bad) {
+  console.print("  verdict: {}\n", ok ? console.good(good) : console.bad(bad));
+  document["ok"] = ok;
+  return {ok ? ExitGood : ExitNotTrusted, std::move(document)};
+}
 
 namespace {
 

@@ -1,16 +1,16 @@
 #pragma once
 #include <CLI/CLI.hpp>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Console.h"
 #include "Errors.h"
+#include "Json.h"
 
 namespace vematrix {
 namespace cli {
-
-using Json = nlohmann::ordered_json;
 
 /// What a command hands back: the exit code and the document that --json prints. "command" and "exit_code"
 /// are added by the program.
@@ -18,6 +18,11 @@ struct Outcome {
   ExitCode code = ExitGood;
   Json json = Json::object();
 };
+
+/// Prints the verdict as the last line and closes the document with "ok". @param good, bad  the verdict in
+/// words
+Outcome concluded(Console& console, Json document, bool ok, const std::string& good = "ok",
+                  const std::string& bad = "must not be trusted");
 
 using Command = std::function<Outcome(Console&)>;
 

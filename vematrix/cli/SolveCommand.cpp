@@ -1,20 +1,21 @@
 // vematrix solve: K x = f with a verdict on every x.
+#include <fmt/core.h>
+
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "Commands.h"
+#include "Factorisation.h"
 #include "Format.h"
 #include "Input.h"
 #include "Loads.h"
 #include "MatrixFacts.h"
 #include "MeshPicture.h"
-#include "NullProbe.h"
 #include "Program.h"
 #include "Solver.h"
 #include "Stopwatch.h"
-#include "models/io/FileError.h"
 #include "models/io/MatrixMarketWriter.h"
-#include "models/io/VtuReader.h"
 
 namespace vematrix {
 namespace cli {
@@ -28,72 +29,40 @@ struct SolveOptions {
   SolverChoice solver;
 };
 
-/// What the factorisation said, before any solution is looked at.
-struct Factorisation {
-  bool usable = false;  ///< solutions can be computed
-  bool positiveDefinite = true;
-  int negative = -1;            ///< negative eigenvalues, -1 unknown
-  std::vector<int> suppressed;  ///< dofs decoupled by the solver, or without any stiffness
-  std::vector<int> movers;      ///< dofs that move most in the softest motion of a singular matrix
-  double reciprocal = -1.0;     ///< of the condition number, unit diagonal; -1 not known
-  int digits = -1;
-  std::string trouble;  ///< why no solution can be trusted, "" when one can
-};
-
+/// The solution for one load case.
 struct Solution {
+  std::string load;  ///< its name
   Eigen::VectorXd x;
   double residual = NAN;
   std::string trouble;
   bool ok() const { return trouble.empty(); }
 };
 
-std::string singularText(const NullProbe& probe) {
-  return fmt::format(
-      "the matrix is singular to working precision: a motion of {} dof{} meets no stiffness, most at {}",
-      probe.numMoving, probe.numMoving == 1 ? "" : "s", dofList(probe.movers));
-}
+struct SolveResult {
+  SolverChoice choice;
+  Factorisation factors;
+  std::vector<Solution> solutions;  ///< none when the factors are of no use
+  PhaseSeconds spent;
+  std::vector<std::string> messages;
 
-void probeSingularity(const UpperMatrix& matrix, Solver& solver, Factorisation& result) {
-  const NullProbe probe(matrix, solver);
-  result.reciprocal = probe.reciprocal;
-  result.digits = probe.digits();
-  if (!probe.isSingular()) return;
-  result.movers = probe.movers;
-  result.trouble = singularText(probe);
-}
+  bool ok() const {
+    return factors.usable && factors.trouble.empty() &&
+           std::all_of(solutions.begin(), solutions.end(), [](const Solution& s) { return s.ok(); });
+  }
+};
 
-/// Positive definite first; where that fails for want of a pivot, indefinite, and the softest motion decides
-/// whether the matrix is singular or only indefinite.
-Factorisation factorise(const UpperMatrix& matrix, const MatrixFacts& facts, Solver& solver) {
-  Factorisation result;
-  int code = solver.reduce(Vessa::Matrix::OptStiffness);
-  result.suppressed = solver.suppressed();
-  if (result.suppressed.empty() && !facts.emptyRows.empty()) result.suppressed = facts.emptyRows;
-  if (!result.suppressed.empty()) {
-    result.usable = code == 0 || !solver.suppressed().empty();
-    result.positiveDefinite = false;
-    result.trouble = fmt::format("no stiffness left at dof{} {}: unrestrained",
-                                 result.suppressed.size() == 1 ? "" : "s", dofList(result.suppressed));
-    return result;
-  }
-  if (code == -5) {
-    result.positiveDefinite = false;
-    code = solver.reduce(Vessa::Matrix::OptSturm);
-  }
-  if (code != 0) {
-    result.trouble = describeCode(code);
-    return result;
-  }
-  result.usable = true;
-  result.negative = result.positiveDefinite && solver.numNegative() < 0 ? 0 : solver.numNegative();
-  result.positiveDefinite = result.positiveDefinite && result.negative <= 0;
-  probeSingularity(matrix, solver, result);
-  return result;
+/// The mesh of the dofs, when one is given. @throws UsageError, FileError
+models::VtuMesh meshOf(const SolveOptions& options, int n) {
+  if (!options.mesh.empty()) return readMesh(n, options.mesh);
+  if (!options.picture.empty() || !options.meshOutput.empty())
+    throw UsageError("--picture and --vtu-output: expected together with --mesh");
+  return {};
 }
 
 Solution solveLoad(const UpperMatrix& matrix, const MatrixFacts& facts, Solver& solver,
                    const LoadCase& load) {
   Solution solution;
+  solution.load = load.name;
   solution.x = load.vector;
   const bool done = solver.solve(solution.x);
   if (!done || !solution.x.allFinite()) {
@@ -110,10 +79,82 @@ Solution solveLoad(const UpperMatrix& matrix, const MatrixFacts& facts, Solver& 
   return solution;
 }
 
-Json toJson(const LoadCase& load, const Solution& solution) {
+/// Factorises and solves. A solution inherits the trouble of the factors.
+SolveResult solveLoads(const UpperMatrix& matrix, const MatrixFacts& facts, const SolverChoice& choice,
+                       const std::vector<LoadCase>& loads, Console& console) {
+  console.progress("assembling and factorising");
+  SolveResult result;
+  result.choice = choice;
+  Solver solver(matrix, choice);
+  result.factors = factorise(matrix, facts, solver);
+  const double probing = solver.seconds().solve;
+  if (result.factors.usable)
+    for (const LoadCase& load : loads) {
+      result.solutions.push_back(solveLoad(matrix, facts, solver, load));
+      if (result.solutions.back().ok()) result.solutions.back().trouble = result.factors.trouble;
+    }
+  result.spent = solver.seconds();
+  result.spent.solve -= probing;
+  result.messages = solver.messages();
+  return result;
+}
+
+std::vector<std::string> tableRow(const Console& console, const Solution& solution) {
+  Eigen::Index at = 0;
+  if (solution.x.allFinite()) solution.x.cwiseAbs().maxCoeff(&at);
+  return {solution.load, fmt::format("{:.6e}", solution.x[at]), std::to_string(at + 1),
+          fmt::format("{:.1e}", solution.residual),
+          solution.ok() ? console.good("ok") : console.bad("NOT TRUSTED: " + solution.trouble)};
+}
+
+void print(Console& console, const SolveResult& result) {
+  const PhaseSeconds& spent = result.spent;
+  console.print("  method {}: assemble {}, finalise {}, factorise {}, solve {}\n", result.choice.name(),
+                seconds(spent.assemble), seconds(spent.finalise), seconds(spent.factorise),
+                seconds(spent.solve));
+  print(console, result.factors);
+  if (result.solutions.empty()) return;
+  Table table({"load", "largest x", "at dof", "residual", "verdict"});
+  for (const Solution& solution : result.solutions) table.add(tableRow(console, solution));
+  console.print("{}", table.text());
+}
+
+void writeSolutions(const std::string& path, const std::vector<Solution>& solutions) {
+  Eigen::MatrixXd columns(solutions.front().x.size(), Eigen::Index(solutions.size()));
+  for (std::size_t c = 0; c < solutions.size(); ++c) columns.col(Eigen::Index(c)) = solutions[c].x;
+  models::writeDenseColumns(path, columns);
+}
+
+std::vector<Deformation> deformations(const std::vector<Solution>& solutions) {
+  std::vector<Deformation> states;
+  for (const Solution& solution : solutions) {
+    if (!solution.x.allFinite()) continue;
+    const std::string name = "load " + solution.load;
+    states.push_back(
+        {name, fmt::format("{}: {:.3g} at most", name, solution.x.lpNorm<Eigen::Infinity>()), solution.x});
+  }
+  return states;
+}
+
+void writeFiles(Console& console, const SolveOptions& options, const models::VtuMesh& mesh,
+                const std::vector<Solution>& solutions) {
+  if (solutions.empty()) return;
+  const auto write = [&](const std::string& path, const auto& writer) {
+    if (path.empty()) return;
+    writer(path);
+    console.print("  wrote {}\n", path);
+  };
+  write(options.output, [&](const std::string& path) { writeSolutions(path, solutions); });
+  if (options.mesh.empty()) return;
+  const std::vector<Deformation> states = deformations(solutions);
+  write(options.picture, [&](const std::string& path) { drawDeformations(path, mesh, states); });
+  write(options.meshOutput, [&](const std::string& path) { writeDeformations(path, mesh, states); });
+}
+
+Json toJson(const Solution& solution) {
   Eigen::Index at = 0;
   const double largest = solution.x.size() ? solution.x.cwiseAbs().maxCoeff(&at) : 0.0;
-  return {{"name", load.name},
+  return {{"name", solution.load},
           {"ok", solution.ok()},
           {"residual", solution.residual},
           {"x_2norm", solution.x.norm()},
@@ -123,79 +164,22 @@ Json toJson(const LoadCase& load, const Solution& solution) {
           {"trouble", solution.trouble}};
 }
 
-std::vector<std::string> tableRow(const Console& console, const LoadCase& load, const Solution& solution) {
-  Eigen::Index at = 0;
-  if (solution.x.allFinite()) solution.x.cwiseAbs().maxCoeff(&at);
-  return {load.name, fmt::format("{:.6e}", solution.x[at]), std::to_string(at + 1),
-          fmt::format("{:.1e}", solution.residual),
-          solution.ok() ? console.good("ok") : console.bad("NOT TRUSTED: " + solution.trouble)};
+Json toJson(const std::string& file, const UpperMatrix& matrix, const MatrixFacts& facts) {
+  return {{"file", file},
+          {"n", matrix.n()},
+          {"terms", matrix.numTerms()},
+          {"norm_inf", facts.normInf},
+          {"profile", facts.profile}};
 }
 
-void writeSolutions(const std::string& path, const std::vector<Solution>& solutions) {
-  Eigen::MatrixXd columns(solutions.front().x.size(), Eigen::Index(solutions.size()));
-  for (std::size_t c = 0; c < solutions.size(); ++c) columns.col(Eigen::Index(c)) = solutions[c].x;
-  models::writeDenseColumns(path, columns);
-}
-
-/// The mesh of the dofs, when one is given. @throws UsageError, FileError
-models::VtuMesh readMesh(const SolveOptions& options, int n) {
-  if (options.mesh.empty()) {
-    if (!options.picture.empty() || !options.meshOutput.empty())
-      throw UsageError("--picture and --vtu-output: expected together with --mesh");
-    return {};
-  }
-  models::VtuMesh mesh = models::readVtu(options.mesh);
-  const int numDofs = mesh.dofs.size() == 0 ? 0 : mesh.dofs.maxCoeff();
-  if (numDofs != n)
-    throw models::FileError(options.mesh,
-                            fmt::format("a mesh with {} dofs, expected {} as the matrix has", numDofs, n));
-  return mesh;
-}
-
-void writeDeformations(Console& console, const SolveOptions& options, const models::VtuMesh& mesh,
-                       const std::vector<LoadCase>& loads, const std::vector<Solution>& solutions) {
-  std::vector<Deformation> states;
-  std::vector<models::PointData> data;
-  for (std::size_t k = 0; k < solutions.size(); ++k) {
-    if (!solutions[k].x.allFinite()) continue;
-    states.push_back(
-        {fmt::format("load {}: {:.3g} at most", loads[k].name, solutions[k].x.lpNorm<Eigen::Infinity>()),
-         solutions[k].x});
-    data.push_back(models::displacements("load " + loads[k].name, mesh, solutions[k].x));
-  }
-  if (!options.picture.empty()) {
-    drawDeformations(options.picture, mesh, states);
-    console.print("  wrote {}\n", options.picture);
-  }
-  if (!options.meshOutput.empty()) {
-    models::writeVtu(options.meshOutput, mesh, data);
-    console.print("  wrote {}\n", options.meshOutput);
-  }
-}
-
-void printFactorisation(Console& console, const Factorisation& factors) {
-  if (factors.negative > 0)
-    console.print("  {}\n", console.warning(fmt::format("not positive definite: {} negative eigenvalue{}",
-                                                        factors.negative, factors.negative == 1 ? "" : "s")));
-  if (factors.reciprocal >= 0.0)
-    console.print("  conditioning   {:.1e} with unit diagonal, about {} digits of a solution are good\n",
-                  1.0 / std::max(factors.reciprocal, 1e-300), factors.digits);
-}
-
-Json toJson(const Factorisation& factors) {
-  Json json = {{"usable", factors.usable},
-               {"positive_definite", factors.positiveDefinite},
-               {"negative_eigenvalues", nullptr},
-               {"suppressed_dofs", factors.suppressed},
-               {"soft_dofs", factors.movers},
-               {"condition_unit_diagonal", nullptr},
-               {"digits", nullptr},
-               {"trouble", factors.trouble}};
-  if (factors.negative >= 0) json["negative_eigenvalues"] = factors.negative;
-  if (factors.reciprocal >= 0.0) {
-    json["condition_unit_diagonal"] = 1.0 / std::max(factors.reciprocal, 1e-300);
-    json["digits"] = factors.digits;
-  }
+Json toJson(const SolveResult& result, const Json& matrix, double readSeconds) {
+  Json spent = {{"read", readSeconds}};
+  spent.update(toJson(result.spent));
+  Json json = {
+      {"matrix", matrix},      {"method", result.choice.method},          {"engine", result.choice.engine},
+      {"seconds", spent},      {"factorisation", toJson(result.factors)}, {"messages", result.messages},
+      {"loads", Json::array()}};
+  for (const Solution& solution : result.solutions) json["loads"].push_back(toJson(solution));
   return json;
 }
 
@@ -206,66 +190,13 @@ Outcome solve(Console& console, const SolveOptions& options) {
   const MatrixFacts facts(matrix);
   const std::vector<LoadCase> loads = loadCases(matrix.n(), options.rhs, options.loads);
   const SolverChoice choice = options.solver.settledFor(facts);
-  const models::VtuMesh mesh = readMesh(options, matrix.n());
+  const models::VtuMesh mesh = meshOf(options, matrix.n());
   console.print("{}\n  {} dofs, {} terms in a triangle, read in {}\n", console.bold(options.matrix),
                 count(matrix.n()), count(double(matrix.numTerms())), seconds(readSeconds));
-  console.progress("assembling and factorising");
-  Solver solver(matrix, choice);
-  const Factorisation factors = factorise(matrix, facts, solver);
-  std::vector<Solution> solutions;
-  const double probing = solver.seconds().solve;
-  if (factors.usable)
-    for (const LoadCase& load : loads) {
-      solutions.push_back(solveLoad(matrix, facts, solver, load));
-      if (solutions.back().ok()) solutions.back().trouble = factors.trouble;
-    }
-  PhaseSeconds spent = solver.seconds();
-  spent.solve -= probing;
-
-  console.print("  method {}{}: assemble {}, finalise {}, factorise {}, solve {}\n", choice.method,
-                choice.engine.empty() ? "" : " (" + choice.engine + ")", seconds(spent.assemble),
-                seconds(spent.finalise), seconds(spent.factorise), seconds(spent.solve));
-  printFactorisation(console, factors);
-  if (!factors.trouble.empty()) console.print("  {}\n", console.bad(factors.trouble));
-  if (!solutions.empty()) {
-    Table table({"load", "largest x", "at dof", "residual", "verdict"});
-    for (std::size_t k = 0; k < loads.size(); ++k) table.add(tableRow(console, loads[k], solutions[k]));
-    console.print("{}", table.text());
-  }
-  if (!options.output.empty() && !solutions.empty()) {
-    writeSolutions(options.output, solutions);
-    console.print("  wrote {}\n", options.output);
-  }
-  if (!solutions.empty() && !options.mesh.empty())
-    writeDeformations(console, options, mesh, loads, solutions);
-
-  Outcome outcome;
-  bool ok = factors.usable && factors.trouble.empty();
-  outcome.json = {{"matrix",
-                   {{"file", options.matrix},
-                    {"n", matrix.n()},
-                    {"terms", matrix.numTerms()},
-                    {"norm_inf", facts.normInf},
-                    {"profile", facts.profile}}},
-                  {"method", choice.method},
-                  {"engine", choice.engine},
-                  {"seconds",
-                   {{"read", readSeconds},
-                    {"assemble", spent.assemble},
-                    {"finalise", spent.finalise},
-                    {"factorise", spent.factorise},
-                    {"solve", spent.solve}}},
-                  {"factorisation", toJson(factors)},
-                  {"messages", solver.messages()},
-                  {"loads", Json::array()}};
-  for (std::size_t k = 0; k < solutions.size(); ++k) {
-    outcome.json["loads"].push_back(toJson(loads[k], solutions[k]));
-    ok = ok && solutions[k].ok();
-  }
-  outcome.json["ok"] = ok;
-  outcome.code = ok ? ExitGood : ExitNotTrusted;
-  console.print("  verdict: {}\n", ok ? console.good("ok") : console.bad("must not be trusted"));
-  return outcome;
+  const SolveResult result = solveLoads(matrix, facts, choice, loads, console);
+  print(console, result);
+  writeFiles(console, options, mesh, result.solutions);
+  return concluded(console, toJson(result, toJson(options.matrix, matrix, facts), readSeconds), result.ok());
 }
 
 }  // namespace
@@ -291,10 +222,7 @@ void addSolve(Program& program) {
       ->type_name("FILE.png");
   command->add_option("--vtu-output", options->meshOutput, "Write the displacements on the mesh")
       ->type_name("FILE");
-  command
-      ->add_option("--pattern", options->pattern,
-                   "Values of a file without values: ones, laplacian, laplacian+1")
-      ->check(CLI::IsMember({"ones", "laplacian", "laplacian+1"}));
+  addPatternOption(*command, options->pattern);
   options->solver.addTo(*command);
   program.setRun(command, [options, &program](Console& console) {
     options->solver.threads = program.threads();

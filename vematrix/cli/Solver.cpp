@@ -21,10 +21,6 @@ bool hasSparseEngine() {
   return Pardiso::HasEngine(EngineMkl) || Pardiso::HasEngine(EngineOwn);
 }
 
-PardisoEngine engineNamed(const std::string& name) {
-  return name == "mkl" ? EngineMkl : name == "own" ? EngineOwn : EngineDefault;
-}
-
 SolMethod methodNamed(const std::string& name) {
   return name == "skyline" ? SolSkyline : name == "compcolumn" ? SolCompColumn : SolPardiso;
 }
@@ -51,7 +47,7 @@ void SolverChoice::addTo(CLI::App& command) {
 
 SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
   SolverChoice settled = *this;
-  if (engine != "auto" && !Pardiso::HasEngine(engineNamed(engine)))
+  if (engine != "auto" && !Pardiso::HasEngine(directEngine()))
     throw UsageError(fmt::format("--engine {}: this build does not have it", engine));
   if (method == "auto")
     settled.method = engine == "auto" && facts.skylineOperations < cheapSkyline ? "skyline"
@@ -65,6 +61,21 @@ SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
   else if (engine == "auto")
     settled.engine = Pardiso::HasEngine(EngineMkl) ? "mkl" : "own";
   return settled;
+}
+
+std::string SolverChoice::name() const {
+  return engine.empty() ? method : fmt::format("{} ({})", method, engine);
+}
+
+PardisoEngine SolverChoice::directEngine() const {
+  return engine == "mkl" ? EngineMkl : engine == "own" ? EngineOwn : EngineDefault;
+}
+
+Json toJson(const PhaseSeconds& spent) {
+  return {{"assemble", spent.assemble},
+          {"finalise", spent.finalise},
+          {"factorise", spent.factorise},
+          {"solve", spent.solve}};
 }
 
 Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balanced)
@@ -84,7 +95,7 @@ Solver::Solver(const UpperMatrix& matrix, const SolverChoice& choice, bool balan
   m_seconds.assemble = watch.lap();
   finalise();
   m_seconds.finalise = watch.lap();
-  if (m_method == SolPardiso) m_matrix.getPardiso().SetEngine(engineNamed(choice.engine));
+  if (m_method == SolPardiso) m_matrix.getPardiso().SetEngine(choice.directEngine());
 }
 
 void Solver::finalise() {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Json.h"
 #include "MatrixFacts.h"
 #include "solution/CSolnMatrix.h"
 
@@ -26,11 +27,18 @@ struct SolverChoice {
   /// @throws UsageError for an engine that this build does not have, or a skyline that does not fit the
   /// memory
   SolverChoice settledFor(const MatrixFacts& facts) const;
+
+  /// "skyline", "pardiso (mkl)": of a settled choice.
+  std::string name() const;
+  Vessa::Matrix::PardisoEngine directEngine() const;
 };
 
 struct PhaseSeconds {
   double assemble = 0.0, finalise = 0.0, factorise = 0.0, solve = 0.0;
+  double sum() const { return assemble + finalise + factorise + solve; }
 };
+
+Json toJson(const PhaseSeconds& spent);
 
 /// A factorised matrix: terms in, solutions out, through the public solution matrix.
 ///

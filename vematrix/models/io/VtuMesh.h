@@ -22,6 +22,7 @@ struct VtuMesh {
   Eigen::MatrixXi dofs;
 
   int numPoints() const { return static_cast<int>(points.cols()); }
+  int numDofs() const { return dofs.size() == 0 ? 0 : dofs.maxCoeff(); }
   int numCells() const { return static_cast<int>(types.size()); }
 };
 

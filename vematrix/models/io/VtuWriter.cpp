@@ -77,9 +77,8 @@ VtuMesh toVtuMesh(const Model& model) {
 PointData displacements(const std::string& name, const VtuMesh& mesh, const Eigen::VectorXd& u) {
   if (mesh.dofs.cols() != mesh.numPoints())
     throw std::invalid_argument("displacements: the mesh does not say where the dofs are");
-  const int numDofs = mesh.dofs.size() == 0 ? 0 : mesh.dofs.maxCoeff();
-  if (numDofs != u.size())
-    throw std::invalid_argument("displacements: the mesh has " + std::to_string(numDofs) +
+  if (mesh.numDofs() != u.size())
+    throw std::invalid_argument("displacements: the mesh has " + std::to_string(mesh.numDofs()) +
                                 " dofs, the vector " + std::to_string(u.size()));
   PointData data{name, Eigen::MatrixXd::Zero(3, mesh.numPoints())};
   for (int p = 0; p < mesh.numPoints(); ++p)

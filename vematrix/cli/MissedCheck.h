@@ -2,41 +2,13 @@
 #include <Eigen/Core>
 #include <functional>
 #include <string>
-#include <vector>
 
+#include "Json.h"
 #include "MatrixFacts.h"
-#include "Program.h"
 #include "Solver.h"
 
 namespace vematrix {
 namespace cli {
-
-/// Options that modes and eig share.
-struct EigenOptions {
-  int count = 10, subspace = 0, maxIterations = 200;
-  double tolerance = 1e-10, shift = 0.0;
-  bool shiftGiven = false, check = true;
-  std::string strategy = "none", output;
-  SolverChoice solver;
-
-  void addTo(CLI::App& command);
-  /// @throws UsageError when they do not fit a matrix of order n
-  void settleFor(int n);
-};
-
-/// Eigenpairs of A x = lambda B x, computed anew from what a solver returned: every value is the Rayleigh
-/// quotient of its vector, every residual |A x - lambda B x| / ((|A| + |lambda| |B|) |x|) on the matrices
-/// with unit diagonal, all in extended precision.
-struct EigenPairs {
-  Eigen::VectorXd values;
-  Eigen::MatrixXd vectors;  ///< B-normalised columns
-  Eigen::VectorXd residuals;
-
-  /// @param vectors  columns in the coordinates of a and b
-  /// @param scale    powers of two; residuals are taken of D A D and D B D
-  EigenPairs(const UpperMatrix& a, const UpperMatrix& b, const Eigen::MatrixXd& vectors,
-             const Eigen::VectorXd& scale);
-};
 
 /// What the inertia says about values that may have been missed.
 struct MissedCheck {
@@ -49,6 +21,9 @@ struct MissedCheck {
 /// Counts the eigenvalues below a number; -1 when that cannot be said.
 using CountBelow = std::function<int(double)>;
 
+/// The inertia of A - mu B through the solution matrix. Refers to a and b.
+CountBelow inertiaCounter(const UpperMatrix& a, const UpperMatrix& b, const SolverChoice& choice);
+
 /// Compares the values found (ascending) with the count below a bound just above the last of them, and,
 /// unless nothing can lie below the first, with the count just below it. Values that hang together with one
 /// beyond the last are left out of the comparison.
@@ -59,8 +34,7 @@ MissedCheck checkMissed(const Eigen::VectorXd& values, bool lowestKnown, const C
 /// The same at the upper end of n eigenvalues; values ascending too.
 MissedCheck checkMissedAtTop(const Eigen::VectorXd& values, int n, const CountBelow& countBelow);
 
-/// The inertia of A - mu B through the solution matrix.
-CountBelow inertiaCounter(const UpperMatrix& a, const UpperMatrix& b, const SolverChoice& choice);
+Json toJson(const MissedCheck& check);
 
 }  // namespace cli
 }  // namespace vematrix
