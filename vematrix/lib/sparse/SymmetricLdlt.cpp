@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <new>
 
 #include "../math/large_memory.h"
@@ -79,6 +80,12 @@ bool FindNotFinite(const LdltAnalysis& a, const double* value, int& row, int& co
   return false;
 }
 
+/// Below this size of the factor, where all work space is small, nobody looks at what there is: that reads
+/// several files of the system, longer work than the factorisation.
+constexpr std::int64_t kAskForFactor = math::kAskFirst / 8;
+/// In the place of what there is where nobody has looked.
+constexpr std::int64_t kUnasked = std::numeric_limits<std::int64_t>::max();
+
 std::string Shortage(std::int64_t wanted, std::int64_t available) {
   return math::ShortageText("the factorisation", wanted, available);
 }
@@ -104,8 +111,9 @@ LdltStatus SymmetricLdlt::Factorize(const double* value, PivotMode mode, double 
                                              ", " + std::to_string(column) + ")");
     }
     const std::int64_t there = factor ? m_analysis->prediction.factorBytes : 0;
-    available = math::AvailableMemory();
-    const std::int64_t space = math::AvailableAddressSpace();
+    const bool small = m_analysis->prediction.factorBytes < kAskForFactor;
+    available = small ? kUnasked : math::AvailableMemory();
+    const std::int64_t space = small ? kUnasked : math::AvailableAddressSpace();
     for (;; --threads) {  // each thread takes memory of its own
       const FactorizationMemory predicted = MemoryOfFactorization(*m_analysis, threads);
       const bool limitedSpace = predicted.addressSpace - there > space;
