@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <string>
 
@@ -16,33 +15,24 @@
 #include "solution/DirectEngine.h"
 #include "sparse/analysis/LdltAnalysis.h"
 #include "sparse/numeric/LdltFactor.h"
+#include "support/ProcessMemory.h"
 #include "support/Sanitizers.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
+using test_support::ResetPeak;
+using test_support::StatusBytes;
 using Sparse = Eigen::SparseMatrix<double, 0, int>;
 
 struct Figures {
   double predicted = 0.0, real = 0.0;  // bytes
 };
 
-// A line of /proc/self/status in bytes.
-double StatusBytes(const std::string& key) {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;)
-    if (word == key + ":") {
-      double kibibytes = 0.0;
-      status >> kibibytes;
-      return kibibytes * 1024.0;
-    }
-  return 0.0;
-}
-
 // Bytes by which the resident set rises at its highest while `work` runs.
 double Rise(const std::function<void()>& work) {
   math::ReturnFreeMemory();
-  std::ofstream("/proc/self/clear_refs") << "5" << std::flush;
+  ResetPeak();
   const double before = StatusBytes("VmRSS");
   work();
   return StatusBytes("VmHWM") - before;
@@ -98,7 +88,7 @@ class MemoryPrediction : public ::testing::TestWithParam<const char*> {
 protected:
   void SetUp() override {
     if (test_support::underSanitizer()) GTEST_SKIP() << "a sanitizer keeps memory that was freed";
-    if (!std::ofstream("/proc/self/clear_refs").is_open())
+    if (!ResetPeak() || StatusBytes("VmHWM") == 0.0)
       GTEST_SKIP() << "this system does not tell the peak memory of a process";
   }
   static void Check(const char* engine, int threads, const Figures& figures) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "AllocationSweep.h"
+#include "HarwellBoeingText.h"
 #include "models/Registry.h"
 #include "models/io/HarwellBoeingReader.h"
 #include "models/io/MatrixMarketReader.h"
@@ -41,16 +42,6 @@ void Sweep(const std::string& what, const std::function<bool()>& isRight) {
   EXPECT_EQ(EntriesOf("/proc/self/fd"), open) << what << ": descriptors left open";
 }
 
-const std::string harwell =
-    "A chain of three springs                                                CHAIN3  \n"
-    "             4             1             1             2             0\n"
-    "RSA                        3             3             5             0\n"
-    "(4I3)           (5I2)           (1P,3D10.3)         \n"
-    "  1  3  5  6\n"
-    " 1 2 2 3 3\n"
-    " 2.000D+00-1.000D+00 2.000D+00\n"
-    "-1.500D+00 2.000D+01\n";
-
 TEST(ModelAllocationFaults, OfReadersEndInAnException) {
   const test_support::TempFolder folder;
   const Model model = makeModel("cantilever:4");
@@ -58,7 +49,7 @@ TEST(ModelAllocationFaults, OfReadersEndInAnException) {
   writeMatrixMarket(folder.Path("K.mtx"), terms);
   writeDenseColumns(folder.Path("f.mtx"), Eigen::VectorXd::Constant(9, 0.1));
   writeVtu(folder.Path("model.vtu"), toVtuMesh(model));
-  folder.Write("K.rsa", harwell);
+  folder.Write("K.rsa", reliability::harwellBoeingText);
   const std::string matrix = folder.Path("K.mtx"), fixed = folder.Path("K.rsa"),
                     vectors = folder.Path("f.mtx"), mesh = folder.Path("model.vtu");
   const std::vector<double> values = readMatrixMarket(matrix).value;

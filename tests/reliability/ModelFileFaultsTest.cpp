@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "FileFaultSweep.h"
+#include "HarwellBoeingText.h"
 #include "models/Registry.h"
 #include "models/io/FileError.h"
 #include "models/io/HarwellBoeingReader.h"
@@ -121,15 +122,6 @@ std::string Gzip(const std::string& text) {
   return packed;
 }
 
-const std::string harwell =
-    "A chain of three springs                                                CHAIN3  \n"
-    "             4             1             1             2             0\n"
-    "RSA                        3             3             5             0\n"
-    "(4I3)           (5I2)           (1P,3D10.3)         \n"
-    "  1  3  5  6\n"
-    " 1 2 2 3 3\n"
-    " 2.000D+00-1.000D+00 2.000D+00\n"
-    "-1.500D+00 2.000D+01\n";
 const std::string rutherford =
     "A chain of three springs                                                |CHAIN3\n"
     "             3             1             1             1\n"
@@ -153,7 +145,7 @@ std::vector<Format> Formats() {
           {"Matrix Market, gzip", Gzip(market), symmetric},
           {"vectors", vectors, columns, true},
           {"vectors, gzip", Gzip(vectors), columns},
-          {"Harwell-Boeing", harwell, symmetric},
+          {"Harwell-Boeing", reliability::harwellBoeingText, symmetric},
           {"Rutherford-Boeing", rutherford, symmetric},
           {"mesh", mesh, NumbersOfMesh}};
 }

@@ -2,52 +2,31 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <fstream>
-#include <string>
 
 #include "SolnFixture.h"
 #include "models/Registry.h"
 #include "solution/CSolnMatrix.h"
+#include "support/ProcessMemory.h"
+#include "support/Sanitizers.h"
 
 namespace {
 
 using namespace Vessa::Matrix;
 using namespace test_support;
 
-// A line of /proc/self/status in bytes, 0 where there is none.
-double StatusBytes(const std::string& key) {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;)
-    if (word == key + ":") {
-      double kibibytes = 0.0;
-      status >> kibibytes;
-      return kibibytes * 1024.0;
-    }
-  return 0.0;
-}
-
 double Resident() {
   return StatusBytes("VmRSS");
 }
 
-// The peak since the last reset.
 double Peak() {
   return StatusBytes("VmHWM");
-}
-
-bool ResetPeak() {
-  std::ofstream refs("/proc/self/clear_refs");
-  refs << "5" << std::flush;
-  return static_cast<bool>(refs);
 }
 
 class SolnMemory : public ::testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(WithStagedTerms, SolnMemory, ::testing::Values(4, 6));
 
 TEST_P(SolnMemory, NeverMoreThanOneCopyOfTheTermsBesideTheMatrix) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "a sanitizer keeps memory that was freed";
-#endif
+  if (underSanitizer()) GTEST_SKIP() << "a sanitizer keeps memory that was freed";
   if (!ResetPeak() || Peak() == 0.0) GTEST_SKIP() << "this system does not tell the peak memory of a process";
   const vematrix::models::Model model = vematrix::models::makeModel("brick:24");
   const double slack = 8e6;
