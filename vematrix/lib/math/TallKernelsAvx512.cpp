@@ -19,10 +19,11 @@ namespace {
 #define VEMATRIX_AVX512 __attribute__((target("avx512f")))
 
 constexpr int kLanes = 8;
-constexpr int kSlab = 1024;   // rows of X and T that a Gram product keeps in the second-level cache
+constexpr int kSlab = 32768;  // elements of X, and of T, that a Gram product keeps in the second-level cache
 constexpr int kGramTile = 4;  // columns of X and of T whose products are summed side by side
 constexpr int kStrip = 8;     // columns of Q, packed side by side
-constexpr int kTileRows = 3;  // vectors of rows of a product that are formed together
+constexpr int kRowsAhead = 48;  // where the rows that a product needs next lie
+constexpr int kTileRows = 3;    // vectors of rows of a product that are formed together
 
 VEMATRIX_AVX512 inline __mmask8 firstLanes(int count) {
   return __mmask8((1u << count) - 1u);
@@ -32,6 +33,22 @@ VEMATRIX_AVX512 inline double sumOfLanes(__m512d v) {
   alignas(64) double lane[kLanes];
   _mm512_store_pd(lane, v);
   return ((lane[0] + lane[4]) + (lane[1] + lane[5])) + ((lane[2] + lane[6]) + (lane[3] + lane[7]));
+}
+
+/// sum(i, j) += X(:, i)·T(:, j) for one vector of rows.
+template <int I, int J>
+VEMATRIX_AVX512 inline __attribute__((always_inline)) void addProducts(__mmask8 lanes, const double* X,
+                                                                       int ldx, const double* T, int ldt,
+                                                                       __m512d (&sum)[I][J]) {
+  __m512d x[I];
+  VEMATRIX_UNROLL
+  for (int i = 0; i < I; ++i) x[i] = _mm512_maskz_loadu_pd(lanes, X + std::ptrdiff_t(i) * ldx);
+  VEMATRIX_UNROLL
+  for (int j = 0; j < J; ++j) {
+    const __m512d t = _mm512_maskz_loadu_pd(lanes, T + std::ptrdiff_t(j) * ldt);
+    VEMATRIX_UNROLL
+    for (int i = 0; i < I; ++i) sum[i][j] = _mm512_fmadd_pd(x[i], t, sum[i][j]);
+  }
 }
 
 /// H(0..I, 0..J) += X(:, 0..I)ᵀ·T(:, 0..J)
@@ -44,18 +61,9 @@ VEMATRIX_AVX512 void gramTile(int rows, const double* X, int ldx, const double* 
     VEMATRIX_UNROLL
     for (int j = 0; j < J; ++j) sum[i][j] = _mm512_setzero_pd();
   }
-  for (int r = 0; r < rows; r += kLanes) {
-    const __mmask8 lanes = firstLanes(std::min(rows - r, kLanes));
-    __m512d x[I];
-    VEMATRIX_UNROLL
-    for (int i = 0; i < I; ++i) x[i] = _mm512_maskz_loadu_pd(lanes, X + r + std::ptrdiff_t(i) * ldx);
-    VEMATRIX_UNROLL
-    for (int j = 0; j < J; ++j) {
-      const __m512d t = _mm512_maskz_loadu_pd(lanes, T + r + std::ptrdiff_t(j) * ldt);
-      VEMATRIX_UNROLL
-      for (int i = 0; i < I; ++i) sum[i][j] = _mm512_fmadd_pd(x[i], t, sum[i][j]);
-    }
-  }
+  int r = 0;
+  for (; r + kLanes <= rows; r += kLanes) addProducts<I, J>(firstLanes(kLanes), X + r, ldx, T + r, ldt, sum);
+  if (r < rows) addProducts<I, J>(firstLanes(rows - r), X + r, ldx, T + r, ldt, sum);
   VEMATRIX_UNROLL
   for (int i = 0; i < I; ++i) {
     VEMATRIX_UNROLL
@@ -86,6 +94,9 @@ VEMATRIX_AVX512 void productTile(int k, const double* X, int ldx, const double* 
     for (int v = 0; v < V; ++v) sum[j][v] = _mm512_setzero_pd();
   }
   for (int q = 0; q < k; ++q, X += ldx, strip += N) {
+    VEMATRIX_UNROLL
+    for (int v = 0; v < V; ++v)
+      _mm_prefetch(reinterpret_cast<const char*>(X + kRowsAhead + v * kLanes), _MM_HINT_T0);
     __m512d x[V];
     VEMATRIX_UNROLL
     for (int v = 0; v < V; ++v)
@@ -150,11 +161,17 @@ void productRows(int k, int m, const double* X, int ldx, const double* packed, _
   }
 }
 
+/// Rows of a slab, whole vectors.
+int slabRows(int k) {
+  return std::max(4, std::min(kSlab / k / kLanes, 128)) * kLanes;
+}
+
 }  // namespace
 
 void addGramAvx512(int n, int k, const double* X, int ldx, const double* T, int ldt, double* H, int ldh) {
-  for (int r = 0; r < n; r += kSlab) {
-    const int rows = std::min(kSlab, n - r);
+  const int slab = slabRows(k);
+  for (int r = 0; r < n; r += slab) {
+    const int rows = std::min(slab, n - r);
     for (int j = 0; j < k; j += kGramTile) {
       for (int i = j; i < k; i += kGramTile)
         gramTileOf(std::min(kGramTile, k - i), std::min(kGramTile, k - j))(

@@ -21,7 +21,7 @@ constexpr double kExactImage = 1e-3;       // share of the tolerance that errors
 
 bool gep11::Iteration::orthonormalizeStart() {
   const Stopwatch time(m_solver.spent.orthonormalize);
-  return orthonormalBasis(m_solver.X, m_work);
+  return orthonormalBasis(m_solver.X, m_work, kEnoughForPencils);
 }
 
 bool gep11::Iteration::orthonormalize() {

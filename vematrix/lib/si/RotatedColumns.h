@@ -8,7 +8,8 @@
 namespace si {
 
 /// The columns of T·Q (or of T), read one after the other from the left; few are read as a rule, so that the
-/// product is formed for a few columns at a time: two, then twice as many, up to eight.
+/// product is formed for a few columns at a time: two, then four times as many, up to 24. The reading of T is
+/// what it costs.
 class RotatedColumns {
 public:
   /// T is read as it is.
@@ -27,7 +28,7 @@ private:
   void form(int first) {
     namespace math = Vessa::Matrix::math;
     const int n = int(m_T.rows()), p = int(m_T.cols());
-    const int width = std::min({std::max(2, 2 * int(m_block.cols())), 8, int(m_Q->cols()) - first});
+    const int width = std::min({std::max(2, 4 * int(m_block.cols())), 24, int(m_Q->cols()) - first});
     m_first = first;
     math::Resize(m_block, n, width);
     math::tallProduct(n, p, width, m_T.data(), n, m_Q->col(first).data(), p, m_block.data(), n);
