@@ -312,6 +312,25 @@ TEST(Gep11ImplicitCopy, ValuesAreAbsoluteWhateverTheShift) {
 // Four zero values make the shift an eigenvalue: the vectors that are still open carry large errors, and
 // every iteration rotates those that have converged with them. Counted pairs were once a thousand times less
 // accurate than the tolerance.
+TEST_P(Gep11Edges, ProductsInTheTestGiveThePairsThatRightHandSidesGive) {
+  const Pencil chain = springChain(60, 1.0, 1.0, true);
+  Request request;
+  request.nev = 4;
+  request.p = 8;
+  request.tol = 1e-9;
+  const Result converged = solve(GetParam(), chain.K, chain.M, request);
+  request.tol = 0.0;                       // nothing is within a share of it: all products are made
+  request.maxIter = 3 * converged.ops[1];  // of one application each: there are no converged pairs
+
+  const Result spent = solve(GetParam(), chain.K, chain.M, request);
+
+  ASSERT_EQ(converged.converged, 4);
+  EXPECT_EQ(spent.converged, 0);
+  for (int i = 0; i < 4; ++i)
+    EXPECT_NEAR(converged.values[std::size_t(i)], spent.values[std::size_t(i)],
+                1e-9 * spent.values[std::size_t(i)]);
+}
+
 TEST(Gep11ImplicitCopy, PairsThatLaterIterationsSpoilDoNotCount) {
   const Sparse K =
       lowerFrom(9, {{0, 0, 1.0}, {4, 3, 4.5}, {4, 4, -1.5}, {6, 3, 110.0}, {6, 5, 1.0}, {7, 4, 8.0}});

@@ -361,6 +361,45 @@ TEST(Order, NanComesLast) {
   EXPECT_EQ(si::orderByDistance({1.0, 5.0, 3.5}, 4.0, false), (std::vector<int>{2, 1, 0}));
 }
 
+TEST(Dependence, IsSeenInTheGramMatrixWhateverTheLengths) {
+  const MatrixXd Y = MatrixXd::Random(50, 4);
+  const auto gramOf = [&](double dependence, double length) {
+    MatrixXd Z = Y;
+    Z.col(3) = Y.col(0) + dependence * Y.col(3);
+    Z.col(1) *= length;
+    MatrixXd gram = Z.transpose() * Z;
+    gram.triangularView<Eigen::StrictlyUpper>().setConstant(kNan);  // is not read
+    return gram;
+  };
+
+  EXPECT_TRUE(si::isFarFromDependent(gramOf(1.0, 1.0), 1e4));
+  EXPECT_TRUE(si::isFarFromDependent(gramOf(1.0, 1e-120), 1e4));
+  EXPECT_TRUE(si::isFarFromDependent(gramOf(1.0, 1e120), 1e4));
+  EXPECT_TRUE(si::isFarFromDependent(gramOf(0.1, 1.0), 1e4));
+  EXPECT_FALSE(si::isFarFromDependent(gramOf(1e-3, 1.0), 1e4));
+  EXPECT_FALSE(si::isFarFromDependent(gramOf(0.0, 1.0), 1e4));
+  EXPECT_FALSE(si::isFarFromDependent(MatrixXd::Constant(2, 2, kNan), 1e4));
+  EXPECT_FALSE(si::isFarFromDependent(-MatrixXd::Identity(2, 2), 1e4));
+}
+
+TEST(Dependence, IsTheSumOfTheReciprocalEigenvalues) {
+  MatrixXd gram(2, 2);
+  gram << 4.0, 0.0, 2.0 * 3.0 * 0.8, 9.0;  // scaled: 1 ± 0.8, so 1/1.8 + 1/0.2
+
+  EXPECT_TRUE(si::isFarFromDependent(gram, 5.556));
+  EXPECT_FALSE(si::isFarFromDependent(gram, 5.555));
+}
+
+TEST(Scaling, PowersOfTwoStayFinite) {
+  EXPECT_EQ(si::powerOfTwoFor(100.0), 1.0 / 128);
+  EXPECT_EQ(si::powerOfTwoFor(0.5), 1.0);
+  EXPECT_EQ(si::powerOfTwoFor(0.0), 1.0);
+  EXPECT_EQ(si::powerOfTwoFor(kNan), 1.0);
+  EXPECT_EQ(si::powerOfTwoFor(kInfinity), 1.0);
+  EXPECT_TRUE(std::isfinite(si::powerOfTwoFor(5e-324)));
+  EXPECT_GT(si::powerOfTwoFor(1.7e308), 0.0);
+}
+
 TEST(Scaling, IsByPowersOfTwo) {
   MatrixXd Y(2, 4);
   Y << 3.0, 1e-300, 0.0, kInfinity, -100.0, 3e-300, 0.0, 1.0;

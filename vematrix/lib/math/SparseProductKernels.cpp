@@ -130,6 +130,8 @@ void panel8Avx2(const LowerCsc& A, const double* X, double* Y) {
   panelBaseline<8>(A, X, Y);
 }
 void panelAvx512(const LowerCsc&, const std::vector<int>&, int, const double*, double*) {}  // never called
+void packPanelAvx512(int, int, int, const double*, std::ptrdiff_t, double*) {}
+void unpackPanelAvx512(int, int, int, const double*, double*, std::ptrdiff_t) {}
 
 #endif
 

@@ -1,5 +1,7 @@
 #pragma once
+#include <cstddef>
 #include <vector>
+
 #include "../math/sparse_product.h"
 
 namespace Vessa {
@@ -20,6 +22,11 @@ std::vector<int> columnGroups(const LowerCsc& A);
 
 /// The same for panels of 8·vectors columns (vectors 1 to 3), both 64-byte aligned; groups as above.
 void panelAvx512(const LowerCsc& A, const std::vector<int>& groups, int vectors, const double* X, double* Y);
+
+/// Between n × columns blocks (column-major, leading dimension ld) and such panels, 64-byte aligned and a
+/// multiple of eight wide; panel columns without a counterpart become zero.
+void packPanelAvx512(int n, int columns, int width, const double* X, std::ptrdiff_t ld, double* panel);
+void unpackPanelAvx512(int n, int columns, int width, const double* panel, double* Y, std::ptrdiff_t ld);
 
 }  // namespace math
 }  // namespace Matrix

@@ -44,9 +44,15 @@ void mklSymProduct(const Eigen::SparseMatrix<double, 0, int>& A, const double* x
 
 constexpr int kSlab = 64;  // rows that are packed while they stay in the nearest cache
 
+bool packsInVectors(SimdLevel level, int width) {
+  return level == SimdLevel::Avx512 && width % kPanel == 0;
+}
+
 /// The panel kernels want a row's vector entries side by side: panel(r, j) = X(r, j), zero beyond the last
 /// column.
-void packPanel(int n, int columns, int width, const double* X, std::ptrdiff_t ldx, double* panel) {
+void packPanel(SimdLevel level, int n, int columns, int width, const double* X, std::ptrdiff_t ldx,
+               double* panel) {
+  if (packsInVectors(level, width)) return packPanelAvx512(n, columns, width, X, ldx, panel);
   for (int first = 0; first < n; first += kSlab) {
     const int end = std::min(n, first + kSlab);
     double* slab = panel + std::size_t(first) * width;
@@ -58,7 +64,9 @@ void packPanel(int n, int columns, int width, const double* X, std::ptrdiff_t ld
   }
 }
 
-void unpackPanel(int n, int columns, int width, const double* panel, double* Y, std::ptrdiff_t ldy) {
+void unpackPanel(SimdLevel level, int n, int columns, int width, const double* panel, double* Y,
+                 std::ptrdiff_t ldy) {
+  if (packsInVectors(level, width)) return unpackPanelAvx512(n, columns, width, panel, Y, ldy);
   for (int first = 0; first < n; first += kSlab) {
     const int end = std::min(n, first + kSlab);
     const double* slab = panel + std::size_t(first) * width;
@@ -175,10 +183,10 @@ void multiplyPanels(SimdLevel level, const LowerCsc& A, const std::vector<int>& 
   Scratch x(size), y(size);
   for (int first = 0; first < columns;) {
     const int width = panelWidth(level, A, columns - first), count = std::min(width, columns - first);
-    packPanel(A.n, count, width, X + std::ptrdiff_t(first) * ldx, ldx, x.Data());
+    packPanel(level, A.n, count, width, X + std::ptrdiff_t(first) * ldx, ldx, x.Data());
     std::fill_n(y.Data(), std::size_t(A.n) * width, 0.0);
     multiplyPanel(level, A, groups, width, x.Data(), y.Data());
-    unpackPanel(A.n, count, width, y.Data(), Y + std::ptrdiff_t(first) * ldy, ldy);
+    unpackPanel(level, A.n, count, width, y.Data(), Y + std::ptrdiff_t(first) * ldy, ldy);
     first += count;
   }
 }

@@ -39,6 +39,12 @@ public:
     return SolveMulti(*m_solver, B, X);
   }
 
+  /// The same for `columns` columns of larger blocks, one behind the other in each.
+  bool solve(int columns, const double* B, double* X) {
+    const Stopwatch time(m_spent.solve);
+    return SolveColumns(*m_solver, columns, B, X);
+  }
+
   /// Negative eigenvalues of the matrix as it was factorised last.
   int negative() const { return m_solver->negative_evals(); }
 

@@ -19,6 +19,7 @@ using Eigen::MatrixXd;
 namespace math = Vessa::Matrix::math;
 
 constexpr double kDigitsPerIteration = 8.0;  // decimal digits of spread the operator may build up
+constexpr double kHarmlessFactor = 1.8446744073709552e19;  // 2⁶⁴
 constexpr double kMostDrift = 10.0;  // how far beyond the tolerance a converged pair may have moved since
 constexpr double kRoundingDrift = 1e-13;  // and by rounding
 
@@ -80,7 +81,8 @@ bool gep11::Iteration::applyInverseOfA(Factors& factors, int repetitions) {
   return apply(factors, *m_solver.B, m_BX, Scaling::ByLargestEntry, repetitions);
 }
 
-/// One application at least; more only once a pair has converged, the converged columns being left alone.
+/// One application at least; more only once a pair has converged, the converged columns being left alone. The
+/// right-hand sides are formed in the open columns of `known`, the solutions in those of X.
 bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, MatrixXd& known, Scaling scaling,
                              int repetitions) {
   m_solved = false;
@@ -88,36 +90,23 @@ bool gep11::Iteration::apply(Factors& factors, const Sparse& multiplied, MatrixX
     rotateVectors();
     return true;
   }
+  formRightHandSides(multiplied, known);
+  rotateConverged();
+  double* X = m_solver.X.col(m_converged).data();
+  double* rhs = known.col(m_converged).data();
   int done = 0;
-  do {
-    formRightHandSides(multiplied, known, done);
-    if (!factors.solve(m_rhs, m_solution)) {
-      rotateVectors();
-      return false;
-    }
-    scaleSolutions(scaling);
-    ++done;
-  } while (m_converged != 0 && done < repetitions);
-  takeSolutions();
-  m_multiplies += open() * done;
-  return true;
-}
-
-/// X ← the Ritz vectors of the converged pairs beside the solutions.
-void gep11::Iteration::takeSolutions() {
-  MatrixXd& X = m_solver.X;
-  if (m_converged == 0) {
-    X.swap(m_solution);
-  } else {
-    if (m_vectorsWait) {
-      multiply(X, m_Q, m_converged, m_work);
-      X.swap(m_work);
-    }
-    X.rightCols(open()) = m_solution;
+  while (true) {
+    if (!factors.solve(open(), rhs, X)) return false;
+    scaleSolutions(scaling, known);
+    if (++done >= repetitions || m_converged == 0) break;
+    const Stopwatch time(m_solver.spent.product);
+    math::symProduct(multiplied, open(), X, m_solver.n, rhs, m_solver.n);
   }
-  m_vectorsWait = false;
   m_rhsKnown = false;
-  m_solved = true;
+  m_multiplies += open() * done;
+  m_solved = m_rhsOf == RightHandSide::BX;
+  if (m_solved) m_AX.swap(m_BX);
+  return true;
 }
 
 void gep11::Iteration::rotateVectors() {
@@ -127,28 +116,38 @@ void gep11::Iteration::rotateVectors() {
   m_vectorsWait = false;
 }
 
-/// `known` is used up: the next projection forms it again.
-void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& known, int repetition) {
-  const bool isKnown = repetition == 0 && m_rhsKnown;
-  if (repetition == 0 && !isKnown) rotateVectors();
-  const Stopwatch time(m_solver.spent.product);
-  if (isKnown && m_converged == 0) return m_rhs.swap(known);
-  math::Resize(m_rhs, m_solver.n, open());
-  if (isKnown) {
-    m_rhs = known.rightCols(open());
-    return;
+/// The others are about to be replaced.
+void gep11::Iteration::rotateConverged() {
+  if (m_vectorsWait && m_converged > 0) {
+    const Stopwatch time(m_solver.spent.projection);
+    multiply(m_solver.X, m_Q, m_converged, m_work);
+    m_solver.X.leftCols(m_converged) = m_work.leftCols(m_converged);
   }
-  const double* columns = repetition == 0 ? m_solver.X.col(m_converged).data() : m_solution.data();
-  math::symProduct(multiplied, open(), columns, m_solver.n, m_rhs.data(), m_solver.n);
+  m_vectorsWait = false;
+}
+
+void gep11::Iteration::formRightHandSides(const Sparse& multiplied, MatrixXd& known) {
+  if (m_rhsKnown) return;
+  rotateVectors();
+  const Stopwatch time(m_solver.spent.product);
+  math::Resize(known, m_solver.n, m_solver.p);
+  math::symProduct(multiplied, open(), m_solver.X.col(m_converged).data(), m_solver.n,
+                   known.col(m_converged).data(), m_solver.n);
 }
 
 /// Keeps repeated applications within the range of doubles, by powers of two so that no digit changes. With B
-/// factorised, y·w = yᵀBy is the square of the length in which cholp measures.
-void gep11::Iteration::scaleSolutions(Scaling scaling) {
-  if (scaling == Scaling::ByLargestEntry) return scaleByLargestEntries(m_solution, &m_rhs);
-  std::vector<double> lengths(open());
-  for (int j = 0; j < open(); ++j) lengths[j] = std::sqrt(std::fabs(m_solution.col(j).dot(m_rhs.col(j))));
-  scaleByPowersOfTwo(m_solution, lengths);
+/// factorised, y·w = yᵀBy is the square of the length in which cholp measures. Otherwise lengths do not
+/// matter, and columns far from both ends of the range are left alone.
+void gep11::Iteration::scaleSolutions(Scaling scaling, MatrixXd& rhs) {
+  for (int j = m_converged; j < m_solver.p; ++j) {
+    auto x = m_solver.X.col(j), w = rhs.col(j);
+    const bool byEnergy = scaling == Scaling::ByEnergy;
+    const double factor = powerOfTwoFor(byEnergy ? std::sqrt(std::fabs(x.dot(w))) : x.cwiseAbs().maxCoeff());
+    const bool harmless = factor <= kHarmlessFactor && factor >= 1.0 / kHarmlessFactor;
+    if (byEnergy ? factor == 1.0 : harmless) continue;
+    x *= factor;
+    w *= factor;
+  }
 }
 
 bool gep11::Iteration::countConverged() {

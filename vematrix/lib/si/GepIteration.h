@@ -52,8 +52,8 @@ public:
   /// M ← XᵀAX.
   void projectA();
   /// M ← XᵀAX and N ← XᵀBX, with a report of every entry that is no number; X becomes an orthonormal basis
-  /// unless its columns are far enough from linear dependence as they are. False when there is no basis.
-  bool projectPencil();
+  /// where that is asked for or its columns are too close to linear dependence. False when there is no basis.
+  bool projectPencil(bool orthonormal);
   /// Says that the shift lies above an eigenvalue, with the amount by which the projected pencil could be
   /// shifted to be definite. It is solved as it is: shifting and unshifting it costs about eight digits.
   void reportIndefinite(int negative) const;
@@ -76,15 +76,15 @@ private:
   int open() const { return m_solver.p - m_converged; }
   int stillConverged();
   void rotateVectors();
-  void takeSolutions();
+  void rotateConverged();
   bool orthonormalize();
   bool projectSolutions();
   bool imagesAreKnown() const;
   void formImages();
   bool apply(Factors& factors, const Sparse& multiplied, Eigen::MatrixXd& known, Scaling scaling,
              int repetitions);
-  void formRightHandSides(const Sparse& multiplied, Eigen::MatrixXd& known, int repetition);
-  void scaleSolutions(Scaling scaling);
+  void formRightHandSides(const Sparse& multiplied, Eigen::MatrixXd& known);
+  void scaleSolutions(Scaling scaling, Eigen::MatrixXd& rhs);
   bool lapackFailed(int info) const;
 
   gep11& m_solver;
@@ -96,9 +96,8 @@ private:
   bool m_vectorsWait = false;  ///< X has still to be rotated by m_Q
   bool m_solved = false;       ///< the open columns of X are solutions of moving·X = m_rhs
   Eigen::MatrixXd m_AX, m_BX;  ///< n × p
-  Eigen::MatrixXd m_rhs, m_solution;  ///< n × open columns
-  Eigen::MatrixXd m_work;             ///< n × p
-  Eigen::MatrixXd m_M, m_N, m_Q;      ///< p × p: projections (lower triangles), Ritz vectors
+  Eigen::MatrixXd m_work;      ///< n × p
+  Eigen::MatrixXd m_M, m_N, m_Q;  ///< p × p: projections (lower triangles), Ritz vectors
   std::vector<double> m_theta;
   double m_normM = 0.0, m_normN = 0.0;
 };

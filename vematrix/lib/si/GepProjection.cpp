@@ -65,8 +65,8 @@ double examineProjection(const MatrixXd& H, const MatrixXd& X, const MatrixXd& T
 
 }  // namespace
 
-bool gep11::Iteration::projectPencil() {
-  if (!projectSolutions()) {
+bool gep11::Iteration::projectPencil(bool orthonormal) {
+  if (orthonormal || !projectSolutions()) {
     if (!orthonormalize()) return false;
     {
       const Stopwatch time(m_solver.spent.product);
@@ -106,11 +106,8 @@ bool gep11::Iteration::projectSolutions() {
 void gep11::Iteration::formImages() {
   const Stopwatch time(m_solver.spent.product);
   const MatrixXd& X = m_solver.X;
-  if (!imagesAreKnown()) return math::symProduct(*m_moving, X, m_AX);
-  if (m_converged == 0) return m_AX.swap(m_rhs);
-  math::Resize(m_AX, X.rows(), X.cols());
-  math::symProduct(*m_moving, m_converged, X.data(), m_solver.n, m_AX.data(), m_solver.n);
-  m_AX.rightCols(open()) = m_rhs;
+  const int columns = imagesAreKnown() ? m_converged : m_solver.p;
+  if (columns > 0) math::symProduct(*m_moving, columns, X.data(), m_solver.n, m_AX.data(), m_solver.n);
 }
 
 /// Whether the right-hand sides are what A makes of the solutions, far within the tolerance; tried with the
@@ -119,7 +116,7 @@ bool gep11::Iteration::imagesAreKnown() const {
   const auto x = m_solver.X.col(m_converged);
   Eigen::VectorXd image(m_solver.n);
   math::symProduct(*m_moving, x.data(), image.data());
-  const double error = (image - m_rhs.col(0)).norm();
+  const double error = (image - m_AX.col(m_converged)).norm();
   return error <= kExactImage * m_solver.tol * m_solver.normA * x.norm();
 }
 

@@ -23,6 +23,7 @@ constexpr double kEpsilon = 2.220446049250313e-16;
 constexpr double kSmallestSpread = 2.220446049250313e-15;
 constexpr double kSpreadUnknown = 1e16;
 constexpr double kWeakStartVector = 1e-5;
+constexpr int kLargestExponent = std::numeric_limits<double>::max_exponent - 1;  // of a power of two
 
 int rowsOf(const MatrixXd& X) {
   return int(X.rows());
@@ -164,22 +165,19 @@ void print(const MultiplyBudget& budget) {
   std::printf("cond: %g, mult_limit: %d\n", budget.cond, budget.limit);
 }
 
-void scaleByPowersOfTwo(MatrixXd& Y, const std::vector<double>& lengths, MatrixXd* along) {
-  for (Eigen::Index j = 0; j < Y.cols(); ++j) {
-    if (!(lengths[j] > 0.0) || !std::isfinite(lengths[j])) continue;
-    int exponent = 0;
-    std::frexp(lengths[j], &exponent);
-    if (exponent == 0) continue;
-    Y.col(j) *= std::ldexp(1.0, -exponent);
-    if (along) along->col(j) *= std::ldexp(1.0, -exponent);
-  }
+double powerOfTwoFor(double length) {
+  if (!(length > 0.0) || !std::isfinite(length)) return 1.0;
+  int exponent = 0;
+  std::frexp(length, &exponent);
+  return std::ldexp(1.0, std::min(-exponent, kLargestExponent));
 }
 
-void scaleByLargestEntries(MatrixXd& Y, MatrixXd* along) {
-  std::vector<double> lengths(Y.cols(), 0.0);
-  if (Y.rows() > 0)
-    for (Eigen::Index j = 0; j < Y.cols(); ++j) lengths[j] = Y.col(j).cwiseAbs().maxCoeff();
-  scaleByPowersOfTwo(Y, lengths, along);
+void scaleByLargestEntries(MatrixXd& Y) {
+  if (Y.rows() == 0) return;
+  for (Eigen::Index j = 0; j < Y.cols(); ++j) {
+    const double factor = powerOfTwoFor(Y.col(j).cwiseAbs().maxCoeff());
+    if (factor != 1.0) Y.col(j) *= factor;
+  }
 }
 
 void project(const MatrixXd& X, const MatrixXd& T, MatrixXd& H) {

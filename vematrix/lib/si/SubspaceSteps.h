@@ -57,14 +57,12 @@ MultiplyBudget multiplyBudget(const std::vector<double>& ritz, double shift, dou
 /// Prints "cond: %g, mult_limit: %d".
 void print(const MultiplyBudget& budget);
 
-/// Multiplies each column j of Y by the power of two (exact) that brings its given length into [½, 1).
-/// Columns whose length is zero or not finite are left alone.
-/// @param along  columns that are multiplied by the same; null for none
-void scaleByPowersOfTwo(Eigen::MatrixXd& Y, const std::vector<double>& lengths,
-                        Eigen::MatrixXd* along = nullptr);
+/// The power of two that brings a length into [½, 1) when it is multiplied by it (which is exact); 1 for
+/// lengths that are zero or not finite; the largest there is, 2¹⁰²³, for those below its reciprocal.
+double powerOfTwoFor(double length);
 
-/// The same by the largest absolute entry of each column.
-void scaleByLargestEntries(Eigen::MatrixXd& Y, Eigen::MatrixXd* along = nullptr);
+/// Multiplies each column of Y by the power of two for its largest absolute entry.
+void scaleByLargestEntries(Eigen::MatrixXd& Y);
 
 /// The lower triangle of H (p × p, resized) ← XᵀT, which is known to be symmetric.
 void project(const Eigen::MatrixXd& X, const Eigen::MatrixXd& T, Eigen::MatrixXd& H);

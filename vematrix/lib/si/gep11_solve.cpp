@@ -132,7 +132,7 @@ si::Status gep11::iterateInverse(Iteration& iteration, Eigen::SparseMatrix<doubl
     }
     const int repetitions = onCopy ? iteration.rationMultiplies() : 1;
     if (!iteration.applyInverseOfA(factors, repetitions)) return STATUS_FACTORIZE;
-    if (!iteration.projectPencil()) return STATUS_LAPACK;
+    if (!iteration.projectPencil(factors.negative() > 0)) return STATUS_LAPACK;
     if (factors.negative() > 0) iteration.reportIndefinite(factors.negative());
     if (!iteration.solvePencil(onCopy)) return STATUS_LAPACK;
     iteration.takeRitzPairs(onCopy ? mu : 0.0, false);

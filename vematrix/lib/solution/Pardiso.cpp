@@ -276,6 +276,14 @@ bool SolveMulti(Pardiso& solver, const Eigen::MatrixXd& B, Eigen::MatrixXd& X) {
   return false;
 }
 
+bool SolveColumns(Pardiso& solver, int columns, const double* B, double* X) {
+  const SolutionInX mode(solver.m_iparm);
+  const long long size = static_cast<long long>(solver.m_matrix->rows()) * columns;
+  if (solver.runSolve(columns, size, size, const_cast<double*>(B), X)) return true;
+  std::printf("\nPardiso: error in the solve phase: %d", solver.m_error);
+  return false;
+}
+
 int Pardiso::numPerturbedPivots() const {
   return m_iparm[ControlPerturbedPivots];
 }

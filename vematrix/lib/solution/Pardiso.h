@@ -109,6 +109,7 @@ public:
 private:
   friend class CSolnMatrix;
   friend VEMATRIX_API bool SolveMulti(Pardiso&, const Eigen::MatrixXd&, Eigen::MatrixXd&);
+  friend bool SolveColumns(Pardiso&, int, const double*, double*);
   struct Handle;  // the engine with its factors, shared by copies
   struct Checked {
     const int* start;
@@ -138,5 +139,7 @@ private:
 /// Solves A·X = B for all columns at once; B and X have n rows and the same number of columns.
 /// Returns false and prints "\nPardiso: error in the solve phase: <code>" on failure.
 VEMATRIX_API bool SolveMulti(Pardiso& solver, const Eigen::MatrixXd& B, Eigen::MatrixXd& X);
+/// The same inside the library, for columns of a larger block: n rows each, one behind the other, no overlap.
+bool SolveColumns(Pardiso& solver, int columns, const double* B, double* X);
 }  // namespace Matrix
 }  // namespace Vessa
