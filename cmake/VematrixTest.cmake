@@ -15,8 +15,8 @@ function(vematrix_add_test name)
   cmake_parse_arguments(ARG "INTERNAL" "TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE
-    $<IF:$<BOOL:${ARG_INTERNAL}>,vematrix_internals,vematrix::vematrix>
-    vematrix_test_support vematrix_warnings ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
+    vematrix_test_support vematrix_warnings ${ARG_LIBRARIES}
+    $<IF:$<BOOL:${ARG_INTERNAL}>,vematrix_internals,vematrix::vematrix> GTest::gtest GTest::gmock GTest::gtest_main)
   # GoogleTest's macros for parameterised suites leave variadic arguments out.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)

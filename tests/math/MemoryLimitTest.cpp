@@ -33,13 +33,13 @@ TEST_F(GroupMemory, IsUnlimitedWithoutGroupsAndWithoutALimit) {
   EXPECT_EQ(Available(), unlimited);
 }
 
-TEST_F(GroupMemory, OfVersion2CountsFilePagesAsFree) {
+TEST_F(GroupMemory, OfVersion2CountsFilePagesAsFreeUnlessTheyAreMapped) {
   Put("self", "0::/user/job\n");
   Put("user/job/memory.max", "1000\n");
   Put("user/job/memory.current", "700\n");
-  Put("user/job/memory.stat", "anon 400\nfile 300\ninactive_file 200\nactive_file 50\n");
+  Put("user/job/memory.stat", "anon 400\nfile 300\nfile_mapped 30\ninactive_file 200\nactive_file 50\n");
 
-  EXPECT_EQ(Available(), 1000 - (700 - 250));
+  EXPECT_EQ(Available(), 1000 - (700 - (250 - 30)));
 }
 
 TEST_F(GroupMemory, IsTheNarrowestOfAGroupAndThoseAboveIt) {
@@ -64,10 +64,11 @@ TEST_F(GroupMemory, OfVersion1IsFoundUnderItsController) {
   Put("self", "5:cpu,cpuacct:/job\n4:hugetlb,memory:/job\n0::/\n");
   Put("memory/job/memory.limit_in_bytes", "900\n");
   Put("memory/job/memory.usage_in_bytes", "800\n");
-  Put("memory/job/memory.stat", "cache 10\ntotal_inactive_file 300\ntotal_active_file 0\n");
+  Put("memory/job/memory.stat",
+      "cache 10\ntotal_mapped_file 50\ntotal_inactive_file 300\ntotal_active_file 0\n");
   Put("cpu/job/memory.limit_in_bytes", "1\n");
 
-  EXPECT_EQ(Available(), 400);
+  EXPECT_EQ(Available(), 350);
 }
 
 TEST_F(GroupMemory, IsNeverNegative) {

@@ -42,10 +42,17 @@ using namespace Vessa::Matrix;
 class ScarceMemory : public ::testing::Test {
 protected:
   ScarceMemory() : m_status(m_folder.Path("meminfo")) {
-    m_folder.Write("meminfo", "MemTotal: 20000000 kB\nMemAvailable: 4883 kB\n");
+    Leave(5);
     statusOfTheMachine = m_status.c_str();
   }
   ~ScarceMemory() override { statusOfTheMachine = nullptr; }
+
+  /// From now on the machine has so much left.
+  void Leave(int megabytes) {
+    const int kilobytes = megabytes * 1000000 / 1024;
+    m_folder.Write("meminfo",
+                   "MemTotal: 20000000 kB\nMemAvailable: " + std::to_string(kilobytes + 1) + " kB\n");
+  }
 
   /// The full upper triangle of n dofs: n (n + 1) / 2 terms.
   static void Fill(CSolnMatrix& matrix, SolMethod method, int n) {
@@ -81,22 +88,23 @@ TEST_F(ScarceMemory, EndsTheStagingOfTerms) {
   EXPECT_EQ(words, "a block of terms needs 17 MB, this process may take 5 MB more");
 }
 
-TEST_F(ScarceMemory, EndsTheBuildingOfTheMatrixOfMethod6) {
+TEST_F(ScarceMemory, EndsTheAddingUpOfTerms) {
   CSolnMatrix matrix;
   Fill(matrix, SolPardiso, kOrder);
 
   const std::string words = Shortage([&] { matrix.Finalize(); });
 
-  EXPECT_EQ(words, "the matrix needs 12 MB, this process may take 5 MB more");
+  EXPECT_EQ(words, "adding up the terms needs 12 MB, this process may take 5 MB more");
 }
 
 TEST_F(ScarceMemory, EndsTheBuildingOfBothTrianglesOfMethod4) {
   CSolnMatrix matrix;
   Fill(matrix, SolCompColumn, kOrder);
+  Leave(15);  // enough for adding up one triangle
 
   const std::string words = Shortage([&] { matrix.Finalize(); });
 
-  EXPECT_EQ(words, "the matrix needs 24 MB, this process may take 5 MB more");
+  EXPECT_EQ(words, "the matrix needs 24 MB, this process may take 15 MB more");
 }
 
 TEST_F(ScarceMemory, EndsTheBuildingOfTheSkyline) {

@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+
+#include "containers/Memory.h"
 
 namespace vematrix {
 namespace cli {
 
 UpperMatrix::UpperMatrix(const models::SymmetricTerms& terms) : m_n(terms.n) {
+  Vessa::Matrix::RequireMemory("sorting the terms", static_cast<std::int64_t>(56 * terms.size()));
   models::SymmetricTerms sorted = terms;
   std::swap(sorted.row,
             sorted.col);  // sorted by the second index, then the first: rows of the upper triangle

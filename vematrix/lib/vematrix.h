@@ -6,6 +6,7 @@
 #include "containers/CReport.h"
 #include "containers/CVecInt.h"
 #include "containers/CVector.h"
+#include "containers/Memory.h"
 #include "containers/types.h"
 #include "si/OneNormEst.h"
 #include "si/cholp.h"

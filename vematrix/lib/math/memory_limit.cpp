@@ -41,17 +41,22 @@ struct GroupFiles {
   const char* use;
   const char* inactivePages;
   const char* activePages;
+  const char* mappedPages;
 };
 constexpr GroupFiles kVersion1{"/memory.limit_in_bytes", "/memory.usage_in_bytes", "total_inactive_file",
-                               "total_active_file"};
-constexpr GroupFiles kVersion2{"/memory.max", "/memory.current", "inactive_file", "active_file"};
+                               "total_active_file", "total_mapped_file"};
+constexpr GroupFiles kVersion2{"/memory.max", "/memory.current", "inactive_file", "active_file",
+                               "file_mapped"};
 
 std::int64_t AvailableIn(const std::string& folder, const GroupFiles& files) {
   const std::int64_t limit = NumberIn(folder + files.limit), use = NumberIn(folder + files.use);
   if (limit < 0 || use < 0) return kUnlimited;
   const std::string statistics = folder + "/memory.stat";
-  const std::int64_t droppable =
+  // Pages that are mapped, as those of libraries, are in use although they are pages of files.
+  const std::int64_t ofFiles =
       NumberBehind(statistics, files.inactivePages) + NumberBehind(statistics, files.activePages);
+  const std::int64_t droppable =
+      std::max<std::int64_t>(0, ofFiles - NumberBehind(statistics, files.mappedPages));
   return std::max<std::int64_t>(0, limit - std::max<std::int64_t>(0, use - droppable));
 }
 

@@ -23,7 +23,7 @@ std::int64_t AvailableAddressSpace();
 /// What the memory control groups (versions 1 and 2) of a process leave it, in bytes, the narrowest of its
 /// group and all above it; the largest number when none limits it.
 ///
-/// File pages that the system can drop count as free.
+/// File pages that the system can drop, those not mapped, count as free.
 /// @param root    where the control groups are mounted, /sys/fs/cgroup
 /// @param groups  the file that names the groups of the process, /proc/self/cgroup
 std::int64_t AvailableGroupMemory(const std::string& root, const std::string& groups);

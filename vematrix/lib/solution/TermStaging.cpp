@@ -175,6 +175,9 @@ template <class Place>
 MergedColumns Merge(TermStaging& staged, int n, Place place) {
   const bool zeroDiagonal = staged.HasZeroDiagonal();
   const std::size_t count = staged.Count() + (zeroDiagonal ? static_cast<std::size_t>(n) : 0);
+  constexpr std::size_t ofTerm = sizeof(int) + sizeof(double), ofColumn = ofTerm + sizeof(std::size_t);
+  math::RequireMemory("adding up the terms",
+                      static_cast<std::int64_t>(ofTerm * count + ofColumn * static_cast<std::size_t>(n)));
   MergedColumns merged;
   merged.n = n;
   merged.start = ColumnStarts(staged, n, place);

@@ -1,6 +1,8 @@
 #include "models/io/FileText.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -8,6 +10,7 @@
 #include <sys/stat.h>
 #include <zlib.h>
 
+#include "containers/Memory.h"
 #include "models/io/FileError.h"
 
 namespace vematrix {
@@ -28,13 +31,22 @@ File openForReading(const std::string& path) {
   return file;
 }
 
+constexpr std::size_t block = std::size_t(1) << 20;  // bytes read or unpacked at a time
+
+/// Makes room in the text of a file. @throws std::bad_alloc with the figures when there is not so much memory
+void grow(std::string& text, std::size_t size, const std::string& path) {
+  const std::string what = "the text of " + path;
+  Vessa::Matrix::RequireMemory(what.c_str(), static_cast<std::int64_t>(size));
+  text.reserve(size);
+}
+
 std::string readAll(const std::string& path, std::FILE* file) {
   std::string text;
   struct stat status;
   if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode))
-    text.reserve(static_cast<std::size_t>(status.st_size) + 1);
-  constexpr std::size_t block = std::size_t(1) << 20;
+    grow(text, static_cast<std::size_t>(status.st_size) + block, path);
   for (;;) {
+    if (text.capacity() < text.size() + block) grow(text, 2 * text.size() + block, path);
     const std::size_t before = text.size();
     text.resize(before + block);
     const std::size_t got = std::fread(&text[before], 1, block, file);
@@ -56,18 +68,19 @@ std::string unpack(const std::string& path, const std::string& packed) {
   const std::unique_ptr<z_stream, int (*)(z_stream*)> guard(&stream, inflateEnd);
   std::string text;
   std::size_t taken = 0;
-  std::string block(std::size_t(1) << 20, '\0');
+  std::string piece(block, '\0');
   for (;;) {
     if (stream.avail_in == 0) {
-      const std::size_t piece = std::min(packed.size() - taken, std::size_t(1) << 30);
+      const std::size_t more = std::min(packed.size() - taken, std::size_t(1) << 30);
       stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data() + taken));
-      stream.avail_in = static_cast<uInt>(piece);
-      taken += piece;
+      stream.avail_in = static_cast<uInt>(more);
+      taken += more;
     }
-    stream.next_out = reinterpret_cast<Bytef*>(&block[0]);
-    stream.avail_out = static_cast<uInt>(block.size());
+    stream.next_out = reinterpret_cast<Bytef*>(&piece[0]);
+    stream.avail_out = static_cast<uInt>(piece.size());
     const int code = inflate(&stream, Z_NO_FLUSH);
-    text.append(block, 0, block.size() - stream.avail_out);
+    if (text.capacity() < text.size() + block) grow(text, 2 * text.size() + block, path);
+    text.append(piece, 0, piece.size() - stream.avail_out);
     const bool exhausted = stream.avail_in == 0 && taken == packed.size();
     if (code == Z_STREAM_END) {
       if (exhausted) return text;
@@ -85,7 +98,8 @@ std::string unpack(const std::string& path, const std::string& packed) {
 std::string readFileText(const std::string& path) {
   const File file = openForReading(path);
   std::string text = readAll(path, file.get());
-  return isGzip(text) ? unpack(path, text) : text;
+  if (isGzip(text)) return unpack(path, text);
+  return text;
 }
 
 }  // namespace models

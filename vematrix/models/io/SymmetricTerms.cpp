@@ -1,13 +1,20 @@
 #include "models/io/SymmetricTerms.h"
 
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "containers/Memory.h"
+
 namespace vematrix {
 namespace models {
 namespace {
+
+void require(const char* what, std::size_t bytes) {
+  Vessa::Matrix::RequireMemory(what, static_cast<std::int64_t>(bytes));
+}
 
 // Stable counting sort of the positions 0..key.size()-1, visited in the order `in`, by key (1..n).
 std::vector<std::size_t> sortedBy(const std::vector<int>& key, int n, const std::vector<std::size_t>& in) {
@@ -29,14 +36,17 @@ std::vector<std::size_t> columnOrder(const SymmetricTerms& t) {
 }  // namespace
 
 void SymmetricTerms::reserve(std::size_t count) {
+  require("the terms", 16 * count);
   row.reserve(count);
   col.reserve(count);
   value.reserve(count);
 }
 
 void SymmetricTerms::sumDuplicates() {
+  require("sorting the terms", 40 * size());  // two orders of 64-bit positions, and the sorted copy
   SymmetricTerms merged;
   merged.n = n;
+  merged.reserve(size());
   for (std::size_t k : columnOrder(*this)) {
     if (!merged.value.empty() && merged.row.back() == row[k] && merged.col.back() == col[k])
       merged.value.back() += value[k];
@@ -51,6 +61,7 @@ Eigen::SparseMatrix<double, 0, int> toLowerTriangle(const SymmetricTerms& terms)
       static_cast<std::size_t>(std::numeric_limits<int>::max()))
     throw std::length_error("toLowerTriangle: " + std::to_string(terms.size()) +
                             " terms do not fit 32-bit indices");
+  require("the matrix in compressed columns", 40 * terms.size());  // triplets, the matrix and its transpose
   std::vector<Eigen::Triplet<double, int>> triplets;
   triplets.reserve(terms.size() + static_cast<std::size_t>(terms.n));
   terms.forEach([&](int i, int j, double v) { triplets.emplace_back(j - 1, i - 1, v); });

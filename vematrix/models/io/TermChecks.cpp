@@ -2,14 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
+#include "containers/Memory.h"
 #include "models/io/FileError.h"
 
 namespace vematrix {
 namespace models {
 namespace {
+
+void require(const char* what, std::size_t bytes) {
+  Vessa::Matrix::RequireMemory(what, static_cast<std::int64_t>(bytes));
+}
 
 /// The positions of the terms of each column: column c (from 1) holds order[start[c-1]] .. order[start[c]-1],
 /// in the order of the list.
@@ -31,6 +37,7 @@ std::string position(int row, int col) {
 
 /// Finds the first term of the list (in list order) that repeats an earlier position; size() when none does.
 std::size_t firstRepeated(const SymmetricTerms& terms) {
+  require("looking for repeated terms", 8 * terms.size() + 20 * static_cast<std::size_t>(terms.n));
   const ColumnLists columns(terms.n, terms.col);
   std::vector<int> seenIn(static_cast<std::size_t>(terms.n) + 1, 0);
   std::size_t first = terms.size();
@@ -76,6 +83,7 @@ struct Side {
 };
 
 std::vector<Side> sides(const SymmetricTerms& terms) {
+  require("comparing the triangles", sizeof(Side) * terms.size());
   std::vector<Side> result(terms.size());
   for (std::size_t k = 0; k < terms.size(); ++k)
     result[k] = {std::min(terms.row[k], terms.col[k]), std::max(terms.row[k], terms.col[k]),
