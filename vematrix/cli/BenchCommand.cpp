@@ -1,10 +1,16 @@
 // vematrix bench: how long each method takes here, phase by phase, on a structure of the catalogue or a
 // matrix file.
+#include <fmt/core.h>
+
+#include <algorithm>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "ChartPicture.h"
 #include "Format.h"
 #include "Input.h"
+#include "MatrixFacts.h"
 #include "Program.h"
 #include "Solver.h"
 #include "UtilityCommands.h"
@@ -27,6 +33,7 @@ models::SymmetricTerms subjectTerms(const std::string& subject) {
 
 /// The fastest of several runs, and the residual of its solution for a load of ones.
 struct Timing {
+  SolverChoice choice;
   PhaseSeconds best;
   double residual = 0.0;
 };
@@ -34,6 +41,7 @@ struct Timing {
 Timing timeMethod(const UpperMatrix& matrix, const MatrixFacts& facts, const SolverChoice& choice,
                   int repeat) {
   Timing timing;
+  timing.choice = choice;
   double least = 1e300;
   for (int round = 0; round < repeat; ++round) {
     Solver solver(matrix, choice);
@@ -70,40 +78,56 @@ std::vector<SolverChoice> choicesFor(const MatrixFacts& facts, unsigned threads)
   return choices;
 }
 
+void print(Console& console, const std::vector<Timing>& timings) {
+  Table table({"method", "assemble", "finalise", "factorise", "solve", "residual"});
+  for (const Timing& timing : timings) {
+    const PhaseSeconds& t = timing.best;
+    table.add({timing.choice.name(), seconds(t.assemble), seconds(t.finalise), seconds(t.factorise),
+               seconds(t.solve), fmt::format("{:.1e}", timing.residual)});
+  }
+  console.print("{}", table.text());
+}
+
+void drawTimings(const std::string& path, const std::string& subject, const std::vector<Timing>& timings) {
+  std::vector<Bar> bars;
+  for (const Timing& timing : timings) {
+    const PhaseSeconds& t = timing.best;
+    bars.push_back({timing.choice.name(), {t.assemble, t.finalise, t.factorise, t.solve}});
+  }
+  drawBars(path, subject + ", seconds per phase", {"assemble", "finalise", "factorise", "solve"}, bars, "s");
+}
+
+Json toJson(const std::vector<Timing>& timings) {
+  Json list = Json::array();
+  for (const Timing& timing : timings)
+    list.push_back({{"method", timing.choice.method},
+                    {"engine", timing.choice.engine},
+                    {"seconds", toJson(timing.best)},
+                    {"residual", timing.residual}});
+  return list;
+}
+
 Outcome bench(Console& console, const BenchOptions& options) {
   const UpperMatrix matrix(subjectTerms(options.subject));
   const MatrixFacts facts(matrix);
   console.print("{}: {} dofs, {} terms in a triangle; the fastest of {} runs\n",
                 console.bold(options.subject), count(matrix.n()), count(double(matrix.numTerms())),
                 options.repeat);
-  Table table({"method", "assemble", "finalise", "factorise", "solve", "residual"});
-  std::vector<Bar> bars;
-  Outcome outcome;
-  outcome.json = {{"subject", options.subject},
-                  {"n", matrix.n()},
-                  {"terms", matrix.numTerms()},
-                  {"methods", Json::array()}};
+  std::vector<Timing> timings;
   for (const SolverChoice& choice : choicesFor(facts, options.solver.threads)) {
-    const std::string name = choice.name();
-    console.progress("timing " + name);
-    const Timing timing = timeMethod(matrix, facts, choice, options.repeat);
-    const PhaseSeconds& t = timing.best;
-    table.add({name, seconds(t.assemble), seconds(t.finalise), seconds(t.factorise), seconds(t.solve),
-               fmt::format("{:.1e}", timing.residual)});
-    bars.push_back({name, {t.assemble, t.finalise, t.factorise, t.solve}});
-    outcome.json["methods"].push_back({{"method", choice.method},
-                                       {"engine", choice.engine},
-                                       {"seconds", toJson(t)},
-                                       {"residual", timing.residual}});
-    if (!(timing.residual <= 1e-12)) outcome.code = ExitNotTrusted;
+    console.progress("timing " + choice.name());
+    timings.push_back(timeMethod(matrix, facts, choice, options.repeat));
   }
-  console.print("{}", table.text());
-  if (!options.picture.empty()) {
-    drawBars(options.picture, options.subject + ", seconds per phase",
-             {"assemble", "finalise", "factorise", "solve"}, bars, "s");
-    console.print("  wrote {}\n", options.picture);
-  }
-  return outcome;
+  print(console, timings);
+  writeWhereAsked(console, options.picture,
+                  [&](const auto& path) { drawTimings(path, options.subject, timings); });
+  const bool trusted = std::all_of(timings.begin(), timings.end(),
+                                   [](const Timing& timing) { return timing.residual <= 1e-12; });
+  return {trusted ? ExitGood : ExitNotTrusted,
+          {{"subject", options.subject},
+           {"n", matrix.n()},
+           {"terms", matrix.numTerms()},
+           {"methods", toJson(timings)}}};
 }
 
 }  // namespace

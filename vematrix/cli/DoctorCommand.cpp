@@ -34,14 +34,8 @@ void writeMotions(Console& console, const DoctorOptions& options, const models::
   for (std::size_t k = 0; k < mechanisms.size(); ++k)
     states.push_back({fmt::format("mechanism {}", k + 1), fmt::format("{}. {}", k + 1, mechanisms[k].kind),
                       mechanisms[k].motion});
-  if (!options.output.empty()) {
-    writeDeformations(options.output, mesh, states);
-    console.print("  wrote {}\n", options.output);
-  }
-  if (!options.picture.empty()) {
-    drawDeformations(options.picture, mesh, states);
-    console.print("  wrote {}\n", options.picture);
-  }
+  writeWhereAsked(console, options.output, [&](const auto& path) { writeDeformations(path, mesh, states); });
+  writeWhereAsked(console, options.picture, [&](const auto& path) { drawDeformations(path, mesh, states); });
 }
 
 /// @return what the document says of the motions

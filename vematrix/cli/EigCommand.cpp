@@ -199,10 +199,10 @@ Json toJson(const EigOptions& options, int n, const EigResult& result) {
 }
 
 void writeVectors(Console& console, const EigOptions& options, const Eigen::MatrixXd& ascending) {
-  if (options.eigen.output.empty()) return;
-  models::writeDenseColumns(options.eigen.output,
-                            options.highest ? Eigen::MatrixXd(ascending.rowwise().reverse()) : ascending);
-  console.print("  wrote {}\n", options.eigen.output);
+  writeWhereAsked(console, options.eigen.output, [&](const auto& path) {
+    models::writeDenseColumns(path,
+                              options.highest ? Eigen::MatrixXd(ascending.rowwise().reverse()) : ascending);
+  });
 }
 
 Outcome eig(Console& console, const EigOptions& given) {

@@ -1,14 +1,19 @@
 // vematrix info: what one wants to know of a matrix before a method is chosen.
 #include <amd.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <memory>
-#include <numeric>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "Commands.h"
 #include "Format.h"
 #include "Input.h"
+#include "MatrixFacts.h"
 #include "Program.h"
 #include "Renumber.h"
 #include "Solver.h"
@@ -69,9 +74,8 @@ double measuredRate(const UpperMatrix& matrix, const SolverChoice& choice, doubl
 }
 
 /// Rates from a solid bar of 3,267 dofs, which every machine factorises in a blink.
-std::vector<Prediction> predict(const UpperMatrix& matrix, const UpperMatrix& renumbered,
+std::vector<Prediction> predict(const MatrixFacts& natural, const MatrixFacts& renumbered,
                                 const SparseOrder& sparse) {
-  const MatrixFacts natural(matrix), small(renumbered);
   const UpperMatrix sample(models::makeModel("bar:8:13").stiffnessTerms());
   const MatrixFacts sampleFacts(sample);
   const double sampleSparse = minimumDegree(sample).operations;
@@ -87,7 +91,7 @@ std::vector<Prediction> predict(const UpperMatrix& matrix, const UpperMatrix& re
                       facts.skylineOperations / skyline};
   };
   std::vector<Prediction> rows = {skylineRow("skyline, as numbered", natural),
-                                  skylineRow("skyline, renumbered", small)};
+                                  skylineRow("skyline, renumbered", renumbered)};
   rows.push_back(
       {"compcolumn", sparse.terms, 9.0 * sparse.terms, sparse.operations, sparse.operations / column});
   if (Vessa::Matrix::Pardiso::HasEngine(Vessa::Matrix::EngineDefault)) {
@@ -116,63 +120,91 @@ Json toJson(const Prediction& row) {
           {"seconds", row.seconds}};
 }
 
-Outcome info(Console& console, const InfoOptions& options) {
-  Stopwatch watch;
-  const UpperMatrix matrix(readMatrix(options.matrix, options.pattern));
-  const double readSeconds = watch.lap();
-  const MatrixFacts facts(matrix);
-  console.progress("renumbering and predicting");
-  const std::vector<int> profileOrder = smallProfileOrder(matrix);
-  const UpperMatrix renumbered = reordered(matrix, profileOrder);
-  const MatrixFacts small(renumbered);
-  const SparseOrder sparse = minimumDegree(matrix);
-  const std::vector<Prediction> rows = predict(matrix, renumbered, sparse);
-  std::vector<int> part = connectedParts(matrix);
-  const int parts = part.empty() ? 0 : *std::max_element(part.begin(), part.end()) + 1;
-  const double least = facts.diagonal.minCoeff(), most = facts.diagonal.maxCoeff();
+/// All there is to say of a matrix.
+struct InfoResult {
+  MatrixFacts facts, renumbered;
+  std::size_t terms = 0;  ///< stored, of a triangle
+  int parts = 0;
+  double leastDiagonal = 0.0, mostDiagonal = 0.0;
+  std::vector<int> profileOrder;
+  SparseOrder sparse;
+  std::vector<Prediction> predictions;
+};
 
-  console.print("{}\n  order {}, {} terms in a triangle ({:.1f} per row), read in {}\n",
-                console.bold(options.matrix), count(matrix.n()), count(double(matrix.numTerms())),
-                (2.0 * double(matrix.numTerms()) - matrix.n()) / std::max(1, matrix.n()),
-                seconds(readSeconds));
+InfoResult examineMatrix(const UpperMatrix& matrix) {
+  const MatrixFacts facts(matrix);
+  std::vector<int> profileOrder = smallProfileOrder(matrix);
+  const UpperMatrix renumbered = reordered(matrix, profileOrder);
+  SparseOrder sparse = minimumDegree(matrix);
+  std::vector<Prediction> predictions = predict(facts, MatrixFacts(renumbered), sparse);
+  const std::vector<int> part = connectedParts(matrix);
+  const int parts = part.empty() ? 0 : *std::max_element(part.begin(), part.end()) + 1;
+  return {facts,
+          MatrixFacts(renumbered),
+          matrix.numTerms(),
+          parts,
+          facts.diagonal.minCoeff(),
+          facts.diagonal.maxCoeff(),
+          std::move(profileOrder),
+          std::move(sparse),
+          std::move(predictions)};
+}
+
+void printFacts(Console& console, const InfoResult& result, double readSeconds) {
+  const MatrixFacts &facts = result.facts, &small = result.renumbered;
+  const double terms = double(result.terms), least = result.leastDiagonal, most = result.mostDiagonal;
+  console.print("  order {}, {} terms in a triangle ({:.1f} per row), read in {}\n", count(facts.n),
+                count(terms), (2.0 * terms - facts.n) / std::max(1, facts.n), seconds(readSeconds));
   console.print("  bandwidth {}, renumbered {}; profile {}, renumbered {} ({:.0f} %)\n",
                 count(facts.bandwidth), count(small.bandwidth), count(double(facts.profile)),
                 count(double(small.profile)), 100.0 * double(small.profile) / double(facts.profile));
-  console.print("  {} connected part{}; {} empty rows, {} zero and {} negative diagonals\n", parts,
-                parts == 1 ? "" : "s", facts.emptyRows.size(), facts.zeroDiagonals.size(),
+  console.print("  {}; {} empty rows, {} zero and {} negative diagonals\n",
+                plural(result.parts, "connected part"), facts.emptyRows.size(), facts.zeroDiagonals.size(),
                 facts.negativeDiagonals.size());
   console.print("  diagonal from {:.4g} to {:.4g}{}, norm {:.4g}\n", least, most,
                 least > 0.0 ? fmt::format(" (ratio {:.2g})", most / least) : "", facts.normInf);
+}
+
+void printPredictions(Console& console, const std::vector<Prediction>& rows) {
   Table table({"method", "terms", "memory", "operations", "factorise"});
   for (const Prediction& row : rows)
     table.add({row.name, count(row.terms), bytes(row.memory), fmt::format("{:.2g}", row.operations),
                seconds(row.seconds)});
   console.print("{}  predicted from the pattern and a short measurement on this machine\n  recommended: {}\n",
                 table.text(), console.good(recommendation(rows)));
+}
 
-  Outcome outcome;
-  outcome.json = {{"matrix",
-                   {{"file", options.matrix},
-                    {"n", matrix.n()},
-                    {"terms", matrix.numTerms()},
-                    {"norm_inf", facts.normInf}}},
-                  {"bandwidth", facts.bandwidth},
-                  {"bandwidth_renumbered", small.bandwidth},
-                  {"profile", facts.profile},
-                  {"profile_renumbered", small.profile},
-                  {"parts", parts},
-                  {"empty_rows", facts.emptyRows},
-                  {"zero_diagonals", facts.zeroDiagonals},
-                  {"negative_diagonals", facts.negativeDiagonals},
-                  {"diagonal", {{"smallest", least}, {"largest", most}}},
-                  {"methods", Json::array()},
-                  {"recommended", recommendation(rows)}};
-  for (const Prediction& row : rows) outcome.json["methods"].push_back(toJson(row));
-  if (!options.picture.empty()) {
-    drawSpy(options.picture, matrix, profileOrder, sparse.order);
-    console.print("  wrote {}\n", options.picture);
-  }
-  return outcome;
+Json toJson(const std::string& file, const InfoResult& result) {
+  const MatrixFacts& facts = result.facts;
+  Json json = {
+      {"matrix", {{"file", file}, {"n", facts.n}, {"terms", result.terms}, {"norm_inf", facts.normInf}}},
+      {"bandwidth", facts.bandwidth},
+      {"bandwidth_renumbered", result.renumbered.bandwidth},
+      {"profile", facts.profile},
+      {"profile_renumbered", result.renumbered.profile},
+      {"parts", result.parts},
+      {"empty_rows", facts.emptyRows},
+      {"zero_diagonals", facts.zeroDiagonals},
+      {"negative_diagonals", facts.negativeDiagonals},
+      {"diagonal", {{"smallest", result.leastDiagonal}, {"largest", result.mostDiagonal}}},
+      {"methods", Json::array()},
+      {"recommended", recommendation(result.predictions)}};
+  for (const Prediction& row : result.predictions) json["methods"].push_back(toJson(row));
+  return json;
+}
+
+Outcome info(Console& console, const InfoOptions& options) {
+  Stopwatch watch;
+  const UpperMatrix matrix(readMatrix(options.matrix, options.pattern));
+  const double readSeconds = watch.lap();
+  console.progress("renumbering and predicting");
+  const InfoResult result = examineMatrix(matrix);
+  console.print("{}\n", console.bold(options.matrix));
+  printFacts(console, result, readSeconds);
+  printPredictions(console, result.predictions);
+  writeWhereAsked(console, options.picture,
+                  [&](const auto& path) { drawSpy(path, matrix, result.profileOrder, result.sparse.order); });
+  return {ExitGood, toJson(options.matrix, result)};
 }
 
 }  // namespace

@@ -18,14 +18,6 @@ namespace {
 constexpr double fitTolerance = 1e-6;
 constexpr double restTolerance = 1e-7;  // of the largest component: what moves less is at rest
 
-std::string number(double value) {
-  return fmt::format("{:.4g}", std::fabs(value) < 1e-9 ? 0.0 : value);
-}
-
-std::string vectorText(const Eigen::Vector3d& v) {
-  return "(" + number(v[0]) + ", " + number(v[1]) + ", " + number(v[2]) + ")";
-}
-
 /// "x", "y" or "z" for a direction along an axis, else its components.
 std::string directionText(const Eigen::Vector3d& direction) {
   for (int c = 0; c < 3; ++c)
@@ -41,46 +33,6 @@ std::vector<int> movingDofs(const Eigen::VectorXd& motion) {
   return dofs;
 }
 
-/// The six rigid motions of a set of dofs about a point, as columns over these dofs.
-Eigen::MatrixXd rigidMotions(const std::vector<int>& dofs, const DofPlaces& places,
-                             const Eigen::Vector3d& origin) {
-  Eigen::MatrixXd motions = Eigen::MatrixXd::Zero(Eigen::Index(dofs.size()), 6);
-  for (std::size_t k = 0; k < dofs.size(); ++k) {
-    const int c = places.component(dofs[k]);
-    const Eigen::Vector3d arm = places.point(dofs[k]) - origin;
-    for (int axis = 0; axis < 3; ++axis) {
-      const Eigen::Vector3d omega = Eigen::Vector3d::Unit(axis);
-      if (c < 3) {
-        motions(Eigen::Index(k), axis) = c == axis;
-        motions(Eigen::Index(k), 3 + axis) = omega.cross(arm)[c];
-      } else {
-        motions(Eigen::Index(k), 3 + axis) = c - 3 == axis;
-      }
-    }
-  }
-  return motions;
-}
-
-std::set<int> nodesOf(const std::vector<int>& dofs, const DofPlaces& places) {
-  std::set<int> nodes;
-  for (int dof : dofs) nodes.insert(places.node(dof));
-  return nodes;
-}
-
-Eigen::Vector3d centre(const std::vector<int>& dofs, const DofPlaces& places) {
-  Eigen::Vector3d sum = Eigen::Vector3d::Zero();
-  for (int dof : dofs) sum += places.point(dof);
-  return sum / double(dofs.size());
-}
-
-/// All dofs of the nodes that move: those at rest take part in the comparison with a rigid motion too.
-std::vector<int> dofsOfNodes(const std::set<int>& nodes, int n, const DofPlaces& places) {
-  std::vector<int> dofs;
-  for (int dof = 1; dof <= n; ++dof)
-    if (nodes.count(places.node(dof)) != 0) dofs.push_back(dof);
-  return dofs;
-}
-
 Mechanism plainMechanism(const Eigen::VectorXd& motion, const DofPlaces& places) {
   Mechanism mechanism;
   Eigen::Index at = 0;
@@ -89,7 +41,7 @@ Mechanism plainMechanism(const Eigen::VectorXd& motion, const DofPlaces& places)
   const std::vector<int> moving = movingDofs(motion);
   mechanism.numDofs = int(moving.size());
   mechanism.movers = largestComponents(motion, 10);
-  if (places.known()) mechanism.numNodes = int(nodesOf(moving, places).size());
+  if (places.known()) mechanism.numNodes = int(places.nodesOf(moving).size());
   return mechanism;
 }
 
@@ -97,11 +49,37 @@ std::string nodesText(const Mechanism& mechanism) {
   return mechanism.numNodes == 1 ? "1 node" : count(mechanism.numNodes) + " nodes";
 }
 
+/// A motion of some dofs compared with the rigid one nearest to it.
+struct RigidFit {
+  Eigen::Vector3d origin;
+  double radius = 1.0;  ///< of the dofs about the origin; 1 where all are in one place
+  Eigen::VectorXd six;  ///< the rigid motion: along and about the axes through the origin
+  bool good = false;    ///< the motion is that rigid one
+};
+
+RigidFit fitRigid(const Eigen::VectorXd& motion, const std::vector<int>& dofs, const DofPlaces& places) {
+  RigidFit fit;
+  fit.origin = places.centre(dofs);
+  double radius = 0.0;
+  for (int dof : dofs) radius = std::max(radius, (places.point(dof) - fit.origin).norm());
+  if (radius > 0.0) fit.radius = radius;
+  Eigen::MatrixXd rigid = places.rigidMotions(dofs, fit.origin);
+  Eigen::VectorXd value(Eigen::Index(dofs.size()));
+  for (std::size_t k = 0; k < dofs.size(); ++k) {
+    value[Eigen::Index(k)] = motion[dofs[k] - 1];
+    if (places.component(dofs[k]) < 3) continue;
+    value[Eigen::Index(k)] *= fit.radius;  // rotations weigh as much as the displacements they cause
+    rigid.row(Eigen::Index(k)) *= fit.radius;
+  }
+  fit.six = Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd>(rigid).solve(value);
+  fit.good = dofs.size() > 1 && (rigid * fit.six - value).norm() <= fitTolerance * value.norm();
+  return fit;
+}
+
 /// Also where the axis is, for rotations.
-void describeRigid(Mechanism& mechanism, const Eigen::VectorXd& six, const Eigen::Vector3d& origin,
-                   double radius) {
-  const Eigen::Vector3d t = six.head<3>(), omega = six.tail<3>();
-  if (omega.norm() * radius <= fitTolerance * t.norm()) {
+void describeRigid(Mechanism& mechanism, const RigidFit& fit) {
+  const Eigen::Vector3d t = fit.six.head<3>(), omega = fit.six.tail<3>();
+  if (omega.norm() * fit.radius <= fitTolerance * t.norm()) {
     mechanism.kind = "translation";
     mechanism.text =
         fmt::format("rigid translation of {} along {}", nodesText(mechanism), directionText(t.normalized()));
@@ -109,53 +87,43 @@ void describeRigid(Mechanism& mechanism, const Eigen::VectorXd& six, const Eigen
   }
   const Eigen::Vector3d axis = omega.normalized();
   const double along = t.dot(axis);
-  const Eigen::Vector3d point = origin + omega.cross(t) / omega.squaredNorm();
+  const Eigen::Vector3d point = fit.origin + omega.cross(t) / omega.squaredNorm();
   mechanism.axisPoint = point;
   mechanism.axis = axis;
   mechanism.kind =
-      std::fabs(along) <= fitTolerance * omega.norm() * std::max(radius, 1e-300) ? "rotation" : "screw";
+      std::fabs(along) <= fitTolerance * omega.norm() * std::max(fit.radius, 1e-300) ? "rotation" : "screw";
   mechanism.text = fmt::format("rigid {} of {} about the axis {} through {}",
                                mechanism.kind == "rotation" ? "rotation" : "rotation with sliding",
                                nodesText(mechanism), directionText(axis), vectorText(point));
 }
 
-/// Compares a motion with a rigid one of the nodes it moves and puts it into words.
+std::string textWithoutPlaces(const Mechanism& mechanism) {
+  const bool one = mechanism.numDofs == 1;
+  return fmt::format("{} dof{} move{}, most dof{} {}", count(mechanism.numDofs), one ? "" : "s",
+                     one ? "s" : "", mechanism.movers.size() == 1 ? "" : "s", dofList(mechanism.movers));
+}
+
+/// Compares a motion with a rigid one of the nodes it moves, those of their dofs that are at rest included,
+/// and puts it into words.
 Mechanism describe(const Eigen::VectorXd& motion, const DofPlaces& places) {
   Mechanism mechanism = plainMechanism(motion, places);
   if (!places.known()) {
     mechanism.kind = "unknown";
-    mechanism.text = fmt::format("{} dof{} move{}, most dof{} {}", count(mechanism.numDofs),
-                                 mechanism.numDofs == 1 ? "" : "s", mechanism.numDofs == 1 ? "s" : "",
-                                 mechanism.movers.size() == 1 ? "" : "s", dofList(mechanism.movers));
-    return mechanism;
-  }
-  const std::vector<int> moving = movingDofs(motion);
-  if (mechanism.numDofs == 1) {
-    mechanism.kind = "local";
-    mechanism.text = places.describe(mechanism.movers.front()) + " alone";
-    return mechanism;
-  }
-  const std::vector<int> dofs = dofsOfNodes(nodesOf(moving, places), int(motion.size()), places);
-  const Eigen::Vector3d origin = centre(dofs, places);
-  double radius = 0.0;
-  for (int dof : dofs) radius = std::max(radius, (places.point(dof) - origin).norm());
-  const double arm = radius > 0.0 ? radius : 1.0;
-  Eigen::MatrixXd rigid = rigidMotions(dofs, places, origin);
-  Eigen::VectorXd value(Eigen::Index(dofs.size()));
-  for (std::size_t k = 0; k < dofs.size(); ++k) {
-    value[Eigen::Index(k)] = motion[dofs[k] - 1];
-    if (places.component(dofs[k]) < 3) continue;
-    value[Eigen::Index(k)] *= arm;  // rotations weigh as much as the displacements they cause
-    rigid.row(Eigen::Index(k)) *= arm;
-  }
-  const Eigen::VectorXd six = Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd>(rigid).solve(value);
-  if (dofs.size() > 1 && (rigid * six - value).norm() <= fitTolerance * value.norm()) {
-    describeRigid(mechanism, six, origin, arm);
+    mechanism.text = textWithoutPlaces(mechanism);
     return mechanism;
   }
   mechanism.kind = "local";
-  mechanism.text = fmt::format("local mechanism of {} dofs at {}, most {}", count(mechanism.numDofs),
-                               nodesText(mechanism), places.describe(mechanism.movers.front()));
+  const std::string most = places.describe(mechanism.movers.front());
+  if (mechanism.numDofs == 1) {
+    mechanism.text = most + " alone";
+    return mechanism;
+  }
+  const RigidFit fit = fitRigid(motion, places.dofsOf(places.nodesOf(movingDofs(motion))), places);
+  if (fit.good)
+    describeRigid(mechanism, fit);
+  else
+    mechanism.text = fmt::format("local mechanism of {} dofs at {}, most {}", count(mechanism.numDofs),
+                                 nodesText(mechanism), most);
   return mechanism;
 }
 
@@ -180,7 +148,7 @@ struct Naming {
   /// Names those of the rigid motions (0..2 along, 3..5 about the axes through `origin`) of some dofs that
   /// lie in the space and are new.
   void takeElementary(const std::vector<int>& dofs, const Eigen::Vector3d& origin, int first) {
-    const Eigen::MatrixXd rigid = rigidMotions(dofs, places, origin);
+    const Eigen::MatrixXd rigid = places.rigidMotions(dofs, origin);
     for (int m = first; m < 6 && rest.cols() > 0; ++m) {
       Eigen::VectorXd x = Eigen::VectorXd::Zero(scale.size());
       for (std::size_t k = 0; k < dofs.size(); ++k) x[dofs[k] - 1] = rigid(Eigen::Index(k), m);
@@ -206,29 +174,8 @@ void nameParts(const UpperMatrix& matrix, Naming& naming) {
     if (naming.space.row(dof - 1).lpNorm<Eigen::Infinity>() > restTolerance) moving[p].push_back(dof);
   }
   for (const std::vector<int>& dofs : moving)
-    if (dofs.size() >= 2) naming.takeElementary(dofs, centre(dofs, naming.places), 0);
+    if (dofs.size() >= 2) naming.takeElementary(dofs, naming.places.centre(dofs), 0);
 }
-
-}  // namespace
-
-DofPlaces::DofPlaces(const models::VtuMesh& mesh) : m_mesh(&mesh) {
-  m_node.assign(std::size_t(mesh.numDofs()), 0);
-  m_component.assign(std::size_t(mesh.numDofs()), 0);
-  for (int p = 0; p < mesh.numPoints() && mesh.dofs.size() != 0; ++p)
-    for (int c = 0; c < models::kDofsPerPoint; ++c)
-      if (mesh.dofs(c, p) > 0) {
-        m_node[std::size_t(mesh.dofs(c, p)) - 1] = p;
-        m_component[std::size_t(mesh.dofs(c, p)) - 1] = c;
-      }
-}
-
-std::string DofPlaces::describe(int dof) const {
-  static const char* const names[] = {"ux", "uy", "uz", "rx", "ry", "rz"};
-  if (!known()) return fmt::format("dof {}", dof);
-  return fmt::format("{} of node {} at {}", names[component(dof)], node(dof), vectorText(point(dof)));
-}
-
-namespace {
 
 /// Rotations about axes that meet in a joint are told apart by the axes through the joint.
 void nameJoint(const std::vector<Mechanism>& found, Naming& naming) {
@@ -240,11 +187,10 @@ void nameJoint(const std::vector<Mechanism>& found, Naming& naming) {
     const Eigen::Matrix3d across = Eigen::Matrix3d::Identity() - mechanism.axis * mechanism.axis.transpose();
     normal += across;
     right += across * mechanism.axisPoint;
-    for (int node : nodesOf(movingDofs(mechanism.motion), naming.places)) nodes.insert(node);
+    nodes.merge(naming.places.nodesOf(movingDofs(mechanism.motion)));
   }
   if (nodes.empty() || std::fabs(normal.determinant()) < 1e-9) return;
-  naming.takeElementary(dofsOfNodes(nodes, int(naming.scale.size()), naming.places), normal.inverse() * right,
-                        3);
+  naming.takeElementary(naming.places.dofsOf(nodes), normal.inverse() * right, 3);
 }
 
 std::vector<Mechanism> describeRest(const Naming& naming) {

@@ -3,29 +3,12 @@
 #include <string>
 #include <vector>
 
+#include "DofPlaces.h"
+#include "MatrixFacts.h"
 #include "NullSpace.h"
-#include "models/io/VtuMesh.h"
 
 namespace vematrix {
 namespace cli {
-
-/// Where dofs sit, from a mesh; without one, dofs are only numbers.
-class DofPlaces {
-public:
-  DofPlaces() = default;
-  explicit DofPlaces(const models::VtuMesh& mesh);
-
-  bool known() const { return !m_node.empty(); }
-  int node(int dof) const { return m_node[std::size_t(dof) - 1]; }
-  int component(int dof) const { return m_component[std::size_t(dof) - 1]; }
-  Eigen::Vector3d point(int dof) const { return m_mesh->points.col(node(dof)); }
-  /// "uz of node 17 at (1, 0, 2.5)", or "dof 17" without a mesh; nodes count from 0 as in the mesh file.
-  std::string describe(int dof) const;
-
-private:
-  const models::VtuMesh* m_mesh = nullptr;
-  std::vector<int> m_node, m_component;
-};
 
 /// One motion without stiffness, in words.
 struct Mechanism {

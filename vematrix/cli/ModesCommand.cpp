@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <memory>
 
 #include "ChartPicture.h"
@@ -13,8 +12,8 @@
 #include "Examine.h"
 #include "Format.h"
 #include "Input.h"
-#include "MeshPicture.h"
 #include "MissedCheck.h"
+#include "ModeShapes.h"
 #include "Pencil.h"
 #include "Program.h"
 #include "Stopwatch.h"
@@ -23,8 +22,6 @@
 namespace vematrix {
 namespace cli {
 namespace {
-
-constexpr double pi = 3.14159265358979323846;
 
 struct ModesOptions {
   std::string stiffness, mass, algorithm = "implicit-copy", mesh, meshOutput, picture, history;
@@ -108,7 +105,7 @@ Mode judged(double value, double residual, double rigidBelow, double largestResi
   mode.residual = residual;
   mode.rigid = std::fabs(value) < rigidBelow;
   mode.good = residual <= largestResidual;
-  if (!mode.rigid) mode.frequency = value < 0.0 ? NAN : std::sqrt(value) / (2.0 * pi);
+  if (!mode.rigid) mode.frequency = value < 0.0 ? NAN : frequencyOf(value);
   return mode;
 }
 
@@ -184,40 +181,17 @@ Json toJson(const ModesOptions& options, int n, const ModesResult& result) {
           {"trouble", result.trouble}};
 }
 
-/// "model-modes.vtu" beside "model.vtu".
-std::string besideMesh(const std::string& mesh) {
-  const std::filesystem::path path(mesh);
-  return (path.parent_path() / (path.stem().string() + "-modes.vtu")).string();
-}
-
-void writeShapes(Console& console, const ModesOptions& options, const EigenPairs& pairs) {
-  const models::VtuMesh mesh = readMesh(int(pairs.vectors.rows()), options.mesh, "the matrices have");
-  std::vector<Deformation> states;
-  for (Eigen::Index c = 0; c < pairs.vectors.cols(); ++c) {
-    const std::string name = fmt::format("mode {}", c + 1);
-    const double frequency = std::sqrt(std::max(0.0, pairs.values[c])) / (2.0 * pi);
-    states.push_back({name, fmt::format("{}: {:.4g} Hz", name, frequency), pairs.vectors.col(c)});
-  }
-  std::string written = options.meshOutput.empty() ? besideMesh(options.mesh) : options.meshOutput;
-  writeDeformations(written, mesh, states);
-  if (!options.picture.empty()) {
-    drawDeformations(options.picture, mesh, states);
-    written += ", " + options.picture;
-  }
-  console.print("  wrote {}\n", written);
-}
-
 void writeFiles(Console& console, const ModesOptions& options, const ModesResult& result) {
   const bool found = result.pairs.values.size() > 0;
-  if (!options.eigen.output.empty() && found) {
-    models::writeDenseColumns(options.eigen.output, result.pairs.vectors);
-    console.print("  wrote {}\n", options.eigen.output);
-  }
-  if (!options.history.empty()) {
-    drawHistory(options.history, "modes converged", "iteration", result.run.history);
-    console.print("  wrote {}\n", options.history);
-  }
-  if (!options.mesh.empty() && found) writeShapes(console, options, result.pairs);
+  if (found)
+    writeWhereAsked(console, options.eigen.output,
+                    [&](const auto& path) { models::writeDenseColumns(path, result.pairs.vectors); });
+  writeWhereAsked(console, options.history, [&](const auto& path) {
+    drawHistory(path, "modes converged", "iteration", result.run.history);
+  });
+  if (!options.mesh.empty() && found)
+    console.print("  wrote {}\n",
+                  writeModeShapes(options.mesh, options.meshOutput, options.picture, result.pairs));
 }
 
 Outcome modes(Console& console, const ModesOptions& given) {

@@ -24,6 +24,14 @@ struct Outcome {
 Outcome concluded(Console& console, Json document, bool ok, const std::string& good = "ok",
                   const std::string& bad = "must not be trusted");
 
+/// Writes a file where one was asked for, and says so. @param write  takes the path
+template <class Write>
+void writeWhereAsked(Console& console, const std::string& path, const Write& write) {
+  if (path.empty()) return;
+  write(path);
+  console.print("  wrote {}\n", path);
+}
+
 using Command = std::function<Outcome(Console&)>;
 
 /// The command line, the commands that were added to it, and the one way they all run: options in common,

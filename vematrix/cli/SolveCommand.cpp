@@ -139,16 +139,12 @@ std::vector<Deformation> deformations(const std::vector<Solution>& solutions) {
 void writeFiles(Console& console, const SolveOptions& options, const models::VtuMesh& mesh,
                 const std::vector<Solution>& solutions) {
   if (solutions.empty()) return;
-  const auto write = [&](const std::string& path, const auto& writer) {
-    if (path.empty()) return;
-    writer(path);
-    console.print("  wrote {}\n", path);
-  };
-  write(options.output, [&](const std::string& path) { writeSolutions(path, solutions); });
+  writeWhereAsked(console, options.output, [&](const auto& path) { writeSolutions(path, solutions); });
   if (options.mesh.empty()) return;
   const std::vector<Deformation> states = deformations(solutions);
-  write(options.picture, [&](const std::string& path) { drawDeformations(path, mesh, states); });
-  write(options.meshOutput, [&](const std::string& path) { writeDeformations(path, mesh, states); });
+  writeWhereAsked(console, options.picture, [&](const auto& path) { drawDeformations(path, mesh, states); });
+  writeWhereAsked(console, options.meshOutput,
+                  [&](const auto& path) { writeDeformations(path, mesh, states); });
 }
 
 Json toJson(const Solution& solution) {
