@@ -6,6 +6,7 @@
 #include "RunProgram.h"
 #include "models/io/MatrixMarketReader.h"
 #include "models/io/VtuReader.h"
+#include "solution/Pardiso.h"
 #include "support/DataFolder.h"
 
 namespace {
@@ -103,6 +104,19 @@ TEST(Modes, BadInputEndsWithTwo) {
   EXPECT_EQ(runProgram("modes " + matrices + "--shift nan").exitCode, 2);
   EXPECT_EQ(runProgram("modes " + matrices + "--count 2 --vtu '" + folder.Path("other.mtx") + "'").exitCode,
             2);
+}
+
+// With a shift and without the count nothing else would ask for the engine before the eigensolver does.
+TEST(Modes, EngineThatTheBuildDoesNotHaveEndsWithTwo) {
+  if (Vessa::Matrix::Pardiso::HasEngine(Vessa::Matrix::EngineMkl))
+    GTEST_SKIP() << "this build has every engine";
+  const TempFolder folder;
+  const std::string matrices = makeModel(folder, "brick:2");
+
+  const ProgramRun run = runProgram("modes " + matrices + "--count 2 --shift -1 --no-check --engine mkl");
+
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.err, HasSubstr("--engine mkl: this build does not have it"));
 }
 
 TEST(Modes, RealPairsReproduceTheReference) {

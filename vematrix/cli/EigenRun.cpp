@@ -31,6 +31,7 @@ void EigenOptions::addTo(CLI::App& command) {
 }
 
 void EigenOptions::settleFor(int n) {
+  solver.refuseMissingEngine();
   if (!std::isfinite(shift)) throw UsageError("--shift: expected a finite number");
   if (count > n) throw UsageError(fmt::format("--count {}: the matrix has only {} eigenvalues", count, n));
   if (subspace == 0) subspace = std::max(2 * count, count + 8);

@@ -42,6 +42,7 @@ struct Enclosure {
     high = boundBeyond(values, last, +1);
     above = countBelow(high);
   }
+  bool counted() const { return below >= 0 && above >= 0; }
   int expected() const { return above - below; }
   int found() const { return int(last) + 1; }
 };
@@ -71,19 +72,20 @@ MissedCheck checkMissed(const Eigen::VectorXd& values, bool lowestKnown, const C
     range.below = countBelow(range.low);
   }
   range.closeAbove(values, values.size() - 1, countBelow);
-  if (range.below < 0 || range.above < 0) {
+  if (range.counted() &&
+      range.expected() > range.found()) {  // the last one may be part of a cluster that goes on
+    const Eigen::Index inner = innerBoundary(values, range.last, +1);
+    if (inner >= 0) range.closeAbove(values, inner, countBelow);
+  }
+  if (!range.counted()) {
     check.text =
         fmt::format("the inertia could not be counted: it is not known whether a {} was missed", what);
     return check;
   }
-  if (range.expected() > range.found()) {  // perhaps the last one is part of a cluster that goes on
-    const Eigen::Index inner = innerBoundary(values, range.last, +1);
-    if (inner >= 0) range.closeAbove(values, inner, countBelow);
-  }
   check.done = true;
   check.expected = range.expected();
   check.found = range.found();
-  check.sure = range.above >= 0 && check.expected == check.found;
+  check.sure = check.expected == check.found;
   check.beyond = int(values.size() - 1 - range.last);
   check.text = verdictText(check, what,
                            lowestKnown ? fmt::format("below {:.6g}", range.high)

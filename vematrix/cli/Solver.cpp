@@ -45,10 +45,14 @@ void SolverChoice::addTo(CLI::App& command) {
       ->check(CLI::IsMember({"auto", "mkl", "own"}));
 }
 
-SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
-  SolverChoice settled = *this;
+void SolverChoice::refuseMissingEngine() const {
   if (engine != "auto" && !Pardiso::HasEngine(directEngine()))
     throw UsageError(fmt::format("--engine {}: this build does not have it", engine));
+}
+
+SolverChoice SolverChoice::settledFor(const MatrixFacts& facts) const {
+  SolverChoice settled = *this;
+  refuseMissingEngine();
   if (method == "auto")
     settled.method = engine == "auto" && facts.skylineOperations < cheapSkyline ? "skyline"
                      : hasSparseEngine()                                        ? "pardiso"

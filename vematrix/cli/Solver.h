@@ -22,6 +22,8 @@ struct SolverChoice {
   unsigned threads = 0;
 
   void addTo(CLI::App& command);
+  /// @throws UsageError for an engine that this build does not have
+  void refuseMissingEngine() const;
   /// The choice with "auto" settled for this matrix: the skyline where its reduction is cheap, PARDISO
   /// elsewhere.
   /// @throws UsageError for an engine that this build does not have, or a skyline that does not fit the

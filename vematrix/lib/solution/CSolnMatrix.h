@@ -196,9 +196,10 @@ public:
   /// Reduce comes first (method 6 factorises by itself, indefinite, when it has no factors, and puts the
   /// number of threads into the report's note). 0.0 for methods without an engine and without dofs. The signs
   /// that the estimate starts with are random numbers shared by all objects: two calls may differ, and calls
-  /// from several threads take turns. A solve of method 6 that fails is told at level 2 of the report: the
-  /// figure is of no use then. Writes its trace lines to standard output. Cost: at most ten products and ten
-  /// solves with four vectors. Source: si/OneNormEst.h.
+  /// from several threads take turns. Failures are not told in the report: a solve of method 6 that fails
+  /// prints the line of Pardiso to standard output, and the figure is of no use then. Writes its trace lines
+  /// to standard output. Cost: at most ten products and ten solves with four vectors. Source:
+  /// si/OneNormEst.h.
   double CondEst();
 
   /// Trustworthy estimate of the condition number ‖K‖₁·‖K⁻¹‖₁ after Reduce, by the block algorithm as
