@@ -33,7 +33,10 @@ std::string Where();
 
 /// In a process started with FailingFilesPreload in LD_PRELOAD the same is armed by two variables of the
 /// environment: VEMATRIX_FAULT="<fault as a number>:<n>:<folder>", and VEMATRIX_FAULT_RECORD, a file of
-/// recordSize bytes that receives the record of it while the process runs.
+/// the size of a Record that receives it while the process runs. Where that is not possible the process ends
+/// at once with the exit code kNotArmed and a line that says why.
+constexpr int kNotArmed = 125;
+
 struct Record {
   long count = 0;      ///< calls met
   long delivered = 0;  ///< 1 once the fault was delivered

@@ -102,9 +102,9 @@ protected:
     ASSERT_EQ(test_support::runProgram("model cantilever:3 -o '" + source.Path() + "'").exitCode, 0);
     MakeInputs(baseline);
     const FaultyRun run = RunWith(Fault::Error, 0, baseline, Arguments(baseline));
+    if (run.exitCode == failing_files::kNotArmed) GTEST_SKIP() << run.err;
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    if (run.record.count == 0)
-      GTEST_SKIP() << "no file call was met: the kernel refuses the filter for system calls";
+    ASSERT_GT(run.record.count, 0) << "no file call was met";
   }
 
   void MakeInputs(const TempFolder& folder) const {
@@ -152,12 +152,20 @@ protected:
     EXPECT_EQ(run.err.find("Success"), std::string::npos) << run.err;
   }
 
-  /// Returns whether the fault was met.
+  /// Whether the program makes no n-th call any more. Where two threads make calls at once, the one with the
+  /// number n may be missed; those behind it are still there.
+  static bool IsTheEnd(Fault fault, long n, const FaultyRun& run) {
+    return fault == Fault::Full || run.record.count < n;
+  }
+
+  /// Returns whether there may be further places for this fault.
   bool Try(Fault fault, long n, reliability::Counts& counts) {
     SCOPED_TRACE(std::string(reliability::NameOf(fault)) + ", place " + std::to_string(n));
     const TempFolder folder;
     MakeInputs(folder);
-    const FaultyRun run = RunWith(fault, n, folder, Arguments(folder));
+    FaultyRun run = RunWith(fault, n, folder, Arguments(folder));
+    for (int again = 0; again < 2 && run.exitCode == failing_files::kNotArmed; ++again)
+      run = RunWith(fault, n, folder, Arguments(folder));
     SCOPED_TRACE("fault met in " + std::string(run.record.call) + ", exit code " +
                  std::to_string(run.exitCode));
     ExpectWholeFilesOnly(folder);
@@ -165,7 +173,7 @@ protected:
       ExpectSuccess(folder);
     else
       ExpectFailureWithAName(run, folder);
-    if (run.record.delivered == 0) return false;
+    if (run.record.delivered == 0) return !IsTheEnd(fault, n, run);
     ++counts.faults;
     ++(run.exitCode == 0 ? counts.done : counts.codes);
     return true;
