@@ -2,8 +2,6 @@
 // What the tests of elements and structures share: dense matrices, solves without the library, rigid-body
 // counts.
 #include <Eigen/Dense>
-#include <Eigen/Geometry>
-#include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -15,21 +13,10 @@
 namespace vematrix {
 namespace models {
 
-inline Eigen::MatrixXd dense(const SymmetricTerms& terms) {
-  Eigen::MatrixXd A = Eigen::MatrixXd::Zero(terms.n, terms.n);
-  terms.forEach([&](int i, int j, double v) {
-    A(i - 1, j - 1) += v;
-    if (i != j) A(j - 1, i - 1) += v;
-  });
-  return A;
-}
+Eigen::MatrixXd dense(const SymmetricTerms& terms);
 
 /// Solves K·u = f by Eigen's simplicial LDLᵀ: independent of the library.
-inline Eigen::VectorXd solveIndependently(const Model& model, const Eigen::VectorXd& f) {
-  const auto K = toLowerTriangle(model.stiffnessTerms());
-  Eigen::SimplicialLDLT<Eigen::SparseMatrix<double>, Eigen::Lower> ldlt(K);
-  return ldlt.solve(f);
-}
+Eigen::VectorXd solveIndependently(const Model& model, const Eigen::VectorXd& f);
 
 /// Number of eigenvalues of K below 1e-10 of the largest after scaling K to a unit diagonal, and whether the
 /// next one is clear of them.
@@ -39,83 +26,29 @@ struct NullSpace {
   double smallestTrue;  ///< relative to the largest eigenvalue
 };
 
-inline NullSpace nullSpace(const Eigen::MatrixXd& K, double limit = 1e-11) {
-  Eigen::VectorXd scale(K.rows());
-  for (Eigen::Index i = 0; i < K.rows(); ++i) scale[i] = K(i, i) > 0.0 ? 1.0 / std::sqrt(K(i, i)) : 1.0;
-  const Eigen::MatrixXd S = scale.asDiagonal() * K * scale.asDiagonal();
-  const Eigen::VectorXd w =
-      Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(S, Eigen::EigenvaluesOnly).eigenvalues().cwiseAbs() /
-      S.norm();
-  NullSpace result{0, 0.0, 1e300};
-  for (Eigen::Index i = 0; i < w.size(); ++i) {
-    if (w[i] < limit) {
-      ++result.modes;
-      result.largestZero = std::max(result.largestZero, w[i]);
-    } else {
-      result.smallestTrue = std::min(result.smallestTrue, w[i]);
-    }
-  }
-  return result;
-}
+NullSpace nullSpace(const Eigen::MatrixXd& K, double limit = 1e-11);
 
 /// Stiffness of a model with every dof kept.
-inline Eigen::MatrixXd unsupportedStiffness(Model model) {
-  model.numberDofs(Supports::Free);
-  return dense(model.stiffnessTerms());
-}
+Eigen::MatrixXd unsupportedStiffness(Model model);
 
 /// Largest |K·r| over the rigid-body motions, relative to the entries of K: rounding only, when they cost no
 /// energy.
-inline double rigidBodyForce(Model model) {
-  model.numberDofs(Supports::Free);
-  const Eigen::MatrixXd K = dense(model.stiffnessTerms());
-  double worst = 0.0;
-  for (int mode = 0; mode < 6; ++mode) {
-    const Eigen::VectorXd r = model.rigidBodyMotion(mode);
-    if (r.norm() > 0.0) worst = std::max(worst, (K * r).norm() / (K.norm() * r.norm()));
-  }
-  return worst;
-}
+double rigidBodyForce(Model model);
 
 /// The lowest eigenvalues of K·x = lambda·M·x, rising, by subspace iteration on Eigen's simplicial LDLᵀ
 /// (Bathe, Finite Element Procedures (2nd ed. 2014), 11.6): independent of the library, for supported
 /// structures.
-inline Eigen::VectorXd lowestEigenvalues(const Model& model, int count) {
-  const auto K = toLowerTriangle(model.stiffnessTerms()), M = toLowerTriangle(model.massTerms());
-  Eigen::SimplicialLDLT<Eigen::SparseMatrix<double>, Eigen::Lower> ldlt(K);
-  const int width = std::min(count + 8, model.numDofs());
-  Eigen::MatrixXd X = Eigen::MatrixXd::Random(model.numDofs(), width);
-  Eigen::VectorXd lambda = Eigen::VectorXd::Zero(width);
-  for (int iteration = 0; iteration < 200; ++iteration) {
-    const Eigen::MatrixXd MX = M.selfadjointView<Eigen::Lower>() * X;
-    const Eigen::MatrixXd Y = ldlt.solve(MX);
-    const Eigen::MatrixXd MY = M.selfadjointView<Eigen::Lower>() * Y;
-    const Eigen::VectorXd before = lambda;
-    Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd> small(Y.transpose() * MX, Y.transpose() * MY);
-    lambda = small.eigenvalues();
-    X = Y * small.eigenvectors();
-    if ((lambda - before).head(count).cwiseAbs().maxCoeff() < 1e-10 * lambda[count - 1]) break;
-  }
-  return lambda.head(count);
-}
+Eigen::VectorXd lowestEigenvalues(const Model& model, int count);
 
 /// The lowest multiple of load case 0 under which the structure buckles: K·x = lambda·(−Kg)·x, dense, for
 /// small models.
-inline double criticalLoad(const Model& model) {
-  SymmetricTerms geometric;
-  geometric.n = model.numDofs();
-  model.assembleGeometricStiffness(solveIndependently(model, model.loads(0)), geometric);
-  const Eigen::VectorXd inverse =
-      Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd>(
-          -dense(geometric), dense(model.stiffnessTerms()), Eigen::EigenvaluesOnly)
-          .eigenvalues();
-  return 1.0 / inverse[model.numDofs() - 1];
-}
+double criticalLoad(const Model& model);
+
+/// Eigenvalues of A·x = lambda·B·x, rising; dense, B positive definite.
+Eigen::VectorXd eigenvaluesOf(const Eigen::MatrixXd& A, const Eigen::MatrixXd& B);
 
 /// Eigenvalues (rad²/s²) as frequencies in Hz.
-inline Eigen::VectorXd inHertz(const Eigen::VectorXd& lambda) {
-  return lambda.cwiseSqrt() / (2.0 * 3.14159265358979323846);
-}
+Eigen::VectorXd inHertz(const Eigen::VectorXd& lambda);
 
 /// The regular mesh of a model with one formulation, rebuilt on moved nodes: `move` gets the old position and
 /// returns the new one.
